@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+// The command language of plexorctl as one constant table: parsing, help and everything made from them read
+// it.
+#pragma once
+
+#include <span>
+
+namespace plexor::ctl
+{
+
+struct Context {
+    std::span<char *const> arguments; // as many as the command takes
+    bool json;
+};
+
+struct Command {
+    const char *group;
+    const char *name;      // "" when the group is the whole command
+    const char *arguments; // as help shows them
+    unsigned least;        // number of arguments
+    unsigned most;
+    const char *summary;
+    const char *details; // further lines of help, or ""
+    int (*run)(const Context &context);
+};
+
+struct Option {
+    const char *name;
+    char letter;
+    const char *summary;
+};
+
+std::span<const Command> commands();
+std::span<const Option> options();
+
+// commands_info.cpp
+int info(const Context &context);
+// commands_outlet.cpp
+int outlet_list(const Context &context);
+int outlet_on(const Context &context);
+int outlet_off(const Context &context);
+int outlet_all(const Context &context);
+int outlet_set(const Context &context);
+int outlet_default(const Context &context);
+// commands_indicator.cpp
+int led_outlet(const Context &context);
+int led_all(const Context &context);
+int led_wifi(const Context &context);
+int led_usb(const Context &context);
+int beep_pattern(const Context &context);
+// commands_bus.cpp
+int gpio_read(const Context &context);
+int gpio_write(const Context &context);
+int gpio_direction(const Context &context);
+int i2c_read(const Context &context);
+int i2c_write(const Context &context);
+int i2c_scan(const Context &context);
+// commands_param.cpp
+int param_get(const Context &context);
+int param_set(const Context &context);
+int param_list(const Context &context);
+int param_commit(const Context &context);
+
+} // namespace plexor::ctl

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/plexorctl/command.h"
+
+namespace plexor::ctl
+{
+namespace
+{
+
+constexpr unsigned most_bytes_written = 132;
+
+constexpr Option all_options[] = {
+    {"json", 'j', "print the result as one line of JSON"},
+    {"verbose", 'v', "show on standard error what the library prints"},
+    {"help", 'h', "explain plexorctl or the command given (as JSON: the command table)"},
+    {"version", 'V', "print the version"},
+};
+
+constexpr Command all_commands[] = {
+    {"info", "", "", 0, 0, "tell which board this is", "", info},
+
+    {"outlet", "list", "", 0, 0, "show the state of every outlet", "", outlet_list},
+    {"outlet", "on", "N", 1, 1, "switch outlet N on", "", outlet_on},
+    {"outlet", "off", "N", 1, 1, "switch outlet N off", "", outlet_off},
+    {"outlet", "all", "MASK|on|off", 1, 1, "switch every outlet at once",
+     "Bit 0 of MASK is outlet 1; a set bit means on, a clear one off.\n", outlet_all},
+    {"outlet", "set", "N=on,M=off", 1, 1, "switch several outlets at once, leaving the others as they are",
+     "A power loss brings back the states from before this command where the start-up\n"
+     "state is \"last\".\n",
+     outlet_set},
+    {"outlet", "default", "[STATE...]", 0, 8, "show the start-up states, or set them for good",
+     "STATE is off, on, or last (as before the power loss; not on boards with GPIO-driven\n"
+     "relays); one for each outlet, or one for all.\n",
+     outlet_default},
+
+    {"led", "outlet", "N on|off", 2, 2, "light or darken the LED of outlet N", "", led_outlet},
+    {"led", "all", "MASK", 1, 1, "set every outlet LED",
+     "Bit 0 of MASK is the LED of outlet 1; a set bit lights it.\n", led_all},
+    {"led", "wifi", "on|off", 1, 1, "set the Wi-Fi LED", "", led_wifi},
+    {"led", "usb", "on|off", 1, 1, "set the USB LED", "", led_usb},
+
+    {"beep", "", "N", 1, 1, "sound a beep pattern",
+     "N is 0 silence, 1 one short beep, 2 three short, 3 three long, 4 three chirps.\n", beep_pattern},
+
+    {"gpio", "read", "GROUP", 1, 1, "read the levels of a bank of 32 lines",
+     "GROUP is 0 for lines 0 to 31, 1 for 32 to 63, 2 for 64 to 95.\n", gpio_read},
+    {"gpio", "write", "GROUP WORD", 2, 2, "write the levels of a bank; lines that are outputs follow", "",
+     gpio_write},
+    {"gpio", "dir", "LINE in|out", 2, 2, "set the direction of a line, 0 to 95", "", gpio_direction},
+
+    {"i2c", "read", "DEV REG LEN", 3, 3, "read 1 to 64 bytes of a device, past the cache",
+     "DEV is the 8-bit bus address, 0xA0 for the board controller.\n"
+     "A device that does not answer cannot be told from one that answers zeros.\n",
+     i2c_read},
+    {"i2c", "write", "DEV REG BYTE...", 3, 2 + most_bytes_written, "write 1 to 132 bytes to a device",
+     "DEV is the 8-bit bus address. Nothing tells whether the device answered.\n", i2c_write},
+    {"i2c", "scan", "", 0, 0, "look for the LCD adapter", "", i2c_scan},
+
+    {"param", "get", "KEY", 1, 1, "print a parameter; one that is not set is empty", "", param_get},
+    {"param", "set", "KEY VALUE", 2, 2, "set a parameter; a power loss undoes it unless it is committed",
+     "Put -- before the arguments when VALUE starts with a minus sign.\n", param_set},
+    {"param", "list", "", 0, 0, "list the parameters that are set, of those the product knows",
+     "The store cannot be asked for its keys: a key that the product does not know is not\n"
+     "listed; param get prints it all the same. JSON has the meaning of each key.\n",
+     param_list},
+    {"param", "commit", "", 0, 0, "write the parameters to flash", "", param_commit},
+};
+
+} // namespace
+
+std::span<const Command> commands()
+{
+    return all_commands;
+}
+
+std::span<const Option> options()
+{
+    return all_options;
+}
+
+} // namespace plexor::ctl

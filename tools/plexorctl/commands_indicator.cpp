@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <plexor/indicator.h>
+#include <plexor/relay.h>
+
+#include "tools/plexorctl/command.h"
+#include "tools/plexorctl/json.h"
+#include "tools/plexorctl/parse.h"
+#include "tools/support/board.h"
+#include "tools/support/console.h"
+
+namespace plexor::ctl
+{
+namespace
+{
+
+// Writes "NAME STATE" or {"NAME":"STATE"}.
+int report(const Context &context, const char *name, const char *state)
+{
+    if (context.json)
+        Json(results()).text(name, state);
+    else
+        std::fprintf(results(), "%s %s\n", name, state);
+    return done;
+}
+
+int report_mask(const Context &context, unsigned lit)
+{
+    if (context.json)
+        Json(results()).number("lit", lit);
+    else
+        std::fprintf(results(), "lit 0x%02X\n", lit);
+    return done;
+}
+
+std::optional<Board> board_with_outlet_leds()
+{
+    std::optional<Board> board = booted_board();
+    if (board && board->has_gpio_relays()) {
+        failure("this board has no outlet LEDs of its own: the lines would move its relays");
+        board.reset();
+    }
+    return board;
+}
+
+// The LED lines of boards that have them can be read back; the expanders cannot.
+std::optional<unsigned> lit_lines(const Board &board)
+{
+    if (!gpio_answers())
+        return std::nullopt;
+    States states{};
+    GetPowerStatus(states.data());
+    unsigned lit = 0;
+    for (unsigned index = 0; index < board.outlets; ++index)
+        lit |= static_cast<unsigned>(states[index]) << index;
+    return lit;
+}
+
+bool light_lines(const Board &board, unsigned lit)
+{
+    LEDONOFF(~lit & 0xFFU);
+    const std::optional<unsigned> now = lit_lines(board);
+    if (now && *now != lit)
+        failure("the LEDs did not follow: 0x%02X were to be lit and 0x%02X are", lit, *now);
+    return now && *now == lit;
+}
+
+bool light_one(const Board &board, unsigned index, bool on)
+{
+    if (board.has_led_expanders())
+        return QB73xxLED(index, on ? 1 : 0) == 1;
+    const std::optional<unsigned> lit = lit_lines(board);
+    if (!lit)
+        return false;
+    const unsigned bit = 1U << index;
+    return light_lines(board, on ? *lit | bit : *lit & ~bit);
+}
+
+bool has_wifi_led(unsigned model)
+{
+    return model == 1 || model == 2 || model == 10 || model == 11;
+}
+
+bool has_usb_led(unsigned model)
+{
+    return model == 2 || model == 11;
+}
+
+} // namespace
+
+int led_outlet(const Context &context)
+{
+    const char *word = context.arguments[0];
+    const std::optional<unsigned> outlet = parse_number(word, 1, most_outlets);
+    if (!outlet)
+        return wrong_input("'%s' is no outlet; accepted: 1 to 8", word);
+    const std::optional<bool> on = parse_switch(context.arguments[1]);
+    if (!on)
+        return wrong_input("'%s' is no LED state; accepted: on, off", context.arguments[1]);
+    const std::optional<Board> board = board_with_outlet_leds();
+    if (!board)
+        return failed;
+    if (*outlet > board->outlets)
+        return wrong_input("no such outlet: this board has outlets 1 to %u", board->outlets);
+    if (!light_one(*board, *outlet - 1, *on))
+        return failed;
+    const char name[] = {'l', 'e', 'd', static_cast<char>('0' + *outlet), '\0'};
+    return report(context, name, on_or_off(*on));
+}
+
+int led_all(const Context &context)
+{
+    const char *word = context.arguments[0];
+    const std::optional<unsigned> mask = parse_number(word, 0, 0xFF);
+    if (!mask)
+        return wrong_input("'%s' is no mask; accepted: 0 to 0xFF", word);
+    const std::optional<Board> board = board_with_outlet_leds();
+    if (!board)
+        return failed;
+    if (*mask > board->all_outlets())
+        return wrong_input("no such outlet: this board has outlets 1 to %u", board->outlets);
+    if (board->has_led_expanders())
+        QB73xxAllLED(*mask);
+    else if (!light_lines(*board, *mask))
+        return failed;
+    return report_mask(context, *mask);
+}
+
+int led_wifi(const Context &context)
+{
+    const std::optional<bool> on = parse_switch(context.arguments[0]);
+    if (!on)
+        return wrong_input("'%s' is no LED state; accepted: on, off", context.arguments[0]);
+    const std::optional<Board> board = booted_board();
+    if (!board || !gpio_answers())
+        return failed;
+    if (!has_wifi_led(board->model))
+        return failure("this board has no Wi-Fi LED");
+    wifi_led(*on ? 1 : 0);
+    return report(context, "wifi", on_or_off(*on));
+}
+
+int led_usb(const Context &context)
+{
+    const std::optional<bool> on = parse_switch(context.arguments[0]);
+    if (!on)
+        return wrong_input("'%s' is no LED state; accepted: on, off", context.arguments[0]);
+    const std::optional<Board> board = booted_board();
+    if (!board || !gpio_answers())
+        return failed;
+    if (!has_usb_led(board->model))
+        return failure("this board has no USB LED");
+    usb_led(*on ? 1 : 0);
+    return report(context, "usb", on_or_off(*on));
+}
+
+int beep_pattern(const Context &context)
+{
+    const std::optional<unsigned> pattern = parse_number(context.arguments[0], 0, 4);
+    if (!pattern)
+        return wrong_input("'%s' is no beep pattern; accepted: 0 to 4", context.arguments[0]);
+    if (!booted_board())
+        return failed;
+    if (beep(*pattern) != 0)
+        return failure("the beeper's line cannot be driven: /dev/gpio is missing or fails");
+    if (context.json)
+        Json(results()).number("pattern", *pattern);
+    return done;
+}
+
+} // namespace plexor::ctl

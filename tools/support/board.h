@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+// The board that a tool runs on, and the states of its outlets.
+#pragma once
+
+#include <array>
+#include <optional>
+
+namespace plexor::ctl
+{
+
+constexpr unsigned most_outlets = 8;
+constexpr unsigned gpio_relay_model = 10;
+
+struct Board {
+    unsigned model;
+    unsigned outlets;
+
+    unsigned all_outlets() const { return (1U << outlets) - 1U; }
+    bool has_gpio_relays() const { return model == gpio_relay_model; }
+    bool has_led_expanders() const { return model == 2 || model == 3 || model == 11; }
+};
+
+using States = std::array<int, most_outlets>; // 1 on, 0 off
+
+// Each gives nothing, or false, after telling why on standard error.
+std::optional<Board> known_board();
+std::optional<Board> booted_board(); // one whose IO_number is set, which most of the library goes by
+bool read_states(const Board &board, States &states);
+bool gpio_answers();
+
+const char *relay_kind(const Board &board);
+const char *on_or_off(int state);
+
+} // namespace plexor::ctl
