@@ -28,7 +28,7 @@ PLEXOR_API extern const int DIGPIO[4];
  * @param group   bank that the request addresses
  * @param output  0 for input, anything else for output
  * @param line    line number, as 0 to 95 or already reduced to its bank (45 and 13 are the same line of
- *                group 1)
+ *                group 1); of any number the remainder by 32 counts
  * @return 0, or -1 on failure. Driver requests 17 to 22 with the line's mask as integer argument.
  */
 PLEXOR_API int gpio_set_dir_g(unsigned group, int output, int line);
@@ -38,7 +38,7 @@ PLEXOR_API int gpio_set_dir_g(unsigned group, int output, int line);
  *
  * @param group   bank to read
  * @param levels  receives the levels, bit k for line k of the bank; 0 on failure
- * @return 0, or -1 on failure. Driver requests 2, 82 and 98 with the word's address.
+ * @return 0, or -1 on failure and for null. Driver requests 2, 82 and 98 with the word's address.
  */
 PLEXOR_API int gpio_read_int(unsigned group, unsigned *levels);
 

@@ -41,7 +41,9 @@ PLEXOR_API extern const unsigned arI2CDevList[5];
  *         "Errori2cmd_Cmd:%02X\n" (op), and for a null buffer with a length.
  *
  * In this order: a write to device 0x32 is printed; the cache segment is attached (created where it does not
- * exist, with "init shm\n" printed; without it every transfer is a miss and nothing is remembered); a hit is
+ * exist, with "init shm\n" printed; when that fails "shmget_i2cmderrA:Thr:%5d,Err:%d\n" for a segment that is
+ * there, "shmget_i2cmderrB:Thr:%5d,Err:%d\n" for one that is not, with thread id and errno, is printed, the
+ * transfer is a miss and nothing is remembered); a hit is
  * printed and returned; else the transfer is made as by I2CRead or I2CWrite, printed when the integer
  * parameter "DbgPic" is 1, and remembered if the device is cached, also when the bus failed.
  *
@@ -88,8 +90,8 @@ PLEXOR_API int open_fd(void);
 /**
  * Scans the bus for the LCD adapter, up to three times until 0x40, 0x4E or 0x7E answers (driver request 18).
  *
- * @return the 8-bit address that answered last, of whatever device. "I2Scnner addr:%02x \n" is printed with
- *         it. Ends the process when the device cannot be opened.
+ * @return the 8-bit address that the last scan gave, of whatever device; 0 when it gave none. After the last
+ *         scan "I2Scnner addr:%02x \n" is printed with it. Ends the process when the device cannot be opened.
  */
 PLEXOR_API unsigned I2Scnner(void);
 

@@ -101,7 +101,7 @@ PLEXOR_API int WrNvram_N_Param_DOUSE(char **values, char *key, int n, char *fall
  * @param key    parameter to change, for example "sDOMode_PX"
  * @param index  field, 0 to 3
  * @param value  new value, written in decimal
- * @return the result of nvram_bufset. For an index outside 0 to 3 the line
+ * @return the result of nvram_bufset. For an index outside 0 to 3, or a null key, the line
  *         "WrNvram_DoPX_ByIdx_Err:%s,%d,%ld\n" (key, index, value) is printed, nothing is written, and the
  *         result carries no meaning.
  *

@@ -17,8 +17,8 @@
  * 6. The debug print is the platform's myprintf. A text that a comment says is printed goes there unless a
  *    stream is named.
  * 7. Results: what a function returns is in its comment; many return a constant whatever the hardware did.
- *    No function throws. A null pointer or a number outside its range is refused without an effect and
- *    with the result named in the function's comment.
+ *    No function throws. Where its comment says nothing else, a function given a null pointer or a number
+ *    outside its range does nothing and returns the constant that it always returns, 0 if it has none.
  * 8. Nothing stays open: devices are opened and closed, and shared memory attached and detached, in every
  *    call. Descriptors are close-on-exec.
  * 9. Parameters are read from the store at every call; none is cached. A value set is seen at once by every

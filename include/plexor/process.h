@@ -57,16 +57,18 @@ PLEXOR_API int USleep(unsigned microseconds);
  * Reads a process-id file.
  *
  * @param path  file to read
- * @return the number in the file, or PLEXOR_NO_PROCESS when there is none. On standard error stands
- *         "## Can not open %s \n" (path) when the file cannot be opened and "## Read %s EOF\n" (path) when
- *         it ends before a number; text that is no number is no process and says nothing.
+ * @return the number that the file starts with after blanks, read as scanf's %d does; PLEXOR_NO_PROCESS when
+ *         there is none. On standard error stands "## Can not open %s \n" (path; nothing for null) when the
+ * file cannot be opened, and "## Read %s EOF\n" (path) when it holds nothing but blanks or cannot be read.
+ *         Other text is no process and says nothing.
  */
 PLEXOR_API int ReadPid(const char *path);
 
 /**
  * Writes the process-id file of name and opens the system log under that name.
  *
- * @param name  process name; nothing happens when it is null or "/var/run/NAME.pid" has 100 characters or more
+ * @param name  process name; nothing happens when it is null or "/var/run/NAME.pid" has 100 characters or
+ * more
  * @param pid   process id to write
  *
  * In this order: "/var/run/NAME.pid" is created or emptied and gets the id and a newline (a file that cannot
@@ -83,16 +85,16 @@ PLEXOR_API extern int pingmgr_count;
  * One step of the network monitor's watchdog, to be called about once a second by one thread of one process.
  *
  * The process in "/var/run/pingmgr.pid" is probed with signal 0. A probe that succeeds sets pingmgr_count to
- * 0. One that fails (a file that is missing or holds no process id included) adds 1 to it; the third in a
- * row sets it to 0, prints "\n#### Warning: pingmgr lost... \n" and runs the shell command "pingmgr &".
- * A missing file also writes ReadPid's line to standard error.
+ * 0. One that fails (a file that is missing or holds no process id, or one below 1, included) adds 1 to it;
+ * the third in a row sets it to 0, prints "\n#### Warning: pingmgr lost... \n" and runs the shell command
+ * "pingmgr &". A missing file also writes ReadPid's line to standard error.
  */
 PLEXOR_API void checkpid(void);
 
 /**
  * Queues the switch notification to the MQTT connector.
  *
- * @param name   who sends; appears only in the printed line
+ * @param name   who sends; appears only in the printed line, null as nothing
  * @param value  value that travels with the signal
  * @return 1 when the signal was queued, otherwise 0.
  *
@@ -117,7 +119,7 @@ PLEXOR_API void LPOL(void);
  * @param out         receives a pointer to each token in order; the caller makes it large enough
  * @param text        text to split; delimiters after tokens are overwritten with zeros
  * @param delimiters  each of its characters separates; several in a row count as one
- * @return a null pointer always.
+ * @return a null pointer always. Nothing happens when an argument is null.
  */
 PLEXOR_API char *split(char **out, char *text, const char *delimiters);
 

@@ -14,8 +14,9 @@
  * Switching records the off mask (plexor.h, convention 4), except on model 10, whose lines are the state.
  * Nothing locks device or off mask: two processes that switch at once can lose one record.
  *
- * When "/dev/spiS0" cannot be opened (or comes as descriptor 0), "Please insmod module spi_drv.o!\n" is
- * printed and the function gives the result named below. Failures of requests to it are passed over.
+ * When "/dev/spiS0" cannot be opened (or comes as descriptor 0, which is closed again), "Please insmod module
+ * spi_drv.o!\n" is printed and the function gives the result named below. Failures of requests to it are
+ * passed over.
  */
 #ifndef PLEXOR_RELAY_H
 #define PLEXOR_RELAY_H
@@ -41,9 +42,9 @@ PLEXOR_API extern const int pinRelayGPIO3264[8];
  * @return 1, or -1 when the device is missing (the off mask is recorded by then, nobody is notified) and for
  *         an index outside its range, after printing "relayidx:%d error\n" (index).
  *
- * In this order: Record_Status; "/dev/spiS0" opened; the latch strap read; "index:%x value:%x  is_Latch:%x \n"
- * (index, pattern byte, strap) printed; the relay moved (request 4); on models 2, 3 and 11 the outlet's LED
- * set (QB73xxLED); the switch notification sent with value 1 (SendProcessSig). With ordinary relays the
+ * In this order: Record_Status; "/dev/spiS0" opened; the latch strap read; "index:%x value:%x  is_Latch:%x
+ * \n" (index, pattern byte, strap) printed; the relay moved (request 4); on models 2, 3 and 11 the outlet's
+ * LED set (QB73xxLED); the switch notification sent with value 1 (SendProcessSig). With ordinary relays the
  * pattern repeats the recorded states of the three other outlets of the group. On model 10 only
  * ContorlgpioPower and the notification happen.
  */
@@ -57,9 +58,9 @@ PLEXOR_API int ContorlSpiPower(int index, int value);
  * @return 0, or -1 when the device is missing.
  *
  * In this order: off mask stored in "SPI_buf_1";
- * "ContorlSpiAllPower:nSPIVal=%x ,value:%x nHwVal=%x\n" (coil word, first pattern byte, off mask) printed; the
- * relays moved (request 6; on 8-outlet boards two of them 20 ms apart, which always pulse coils); LEDs set;
- * beep(1); off mask written to the board controller; switch notification; LPOL. A missing device ends it
+ * "ContorlSpiAllPower:nSPIVal=%x ,value:%x nHwVal=%x\n" (coil word, first pattern byte, off mask) printed;
+ * the relays moved (request 6; on 8-outlet boards two of them 20 ms apart, which always pulse coils); LEDs
+ * set; beep(1); off mask written to the board controller; switch notification; LPOL. A missing device ends it
  * after the store.
  */
 PLEXOR_API int ContorlSpiAllPower(unsigned on_mask, const char *tag);
@@ -119,22 +120,24 @@ PLEXOR_API int Record_Status(unsigned index, unsigned value);
  * Stores the start-up states in "default_status_PX" and commits the parameter store to flash.
  *
  * @param states  8 entries: 0 off, 1 on, 2 as before the power loss
- * @return 1 always. Numbers whose list would be longer than 31 characters are refused: the line
- *         "SetPowerDefaultStatus error\n" is printed and the stored list stays as it is, as it does for null.
+ * @return 1 always, also when the store refuses the value or the commit. Numbers whose list would be longer
+ * than 31 characters are refused: the stored list stays as it is and "SetPowerDefaultStatus error\n" is
+ *         printed.
  */
 PLEXOR_API int SetPowerDefaultStatus(int *states);
 
 /**
  * Reads the start-up states from the first 31 characters of "default_status_PX".
  *
- * @param states  8 entries; as many are set as the list has fields that are not empty, the rest stay as they are
+ * @param states  8 entries; as many are set as the list has fields that are not empty, the rest stay as they
+ * are
  * @return 1 always.
  */
 PLEXOR_API int GetPowerDefaultStatus(int *states);
 
 /**
- * State of all eight outlets: from the off mask on models 2, 3 and 11; from the LED lines of group 1 on models
- * 8 and 9 (only the first two entries mean something); from the lines of pinRelayGPIO on others.
+ * State of all eight outlets: from the off mask on models 2, 3 and 11; from the LED lines of group 1 on
+ * models 8 and 9 (only the first two entries mean something); from the lines of pinRelayGPIO on others.
  *
  * @param states  8 entries, all of them written: 1 on, 0 off
  * @return 1 always.

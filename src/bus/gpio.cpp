@@ -65,7 +65,10 @@ int gpio_read_int(unsigned group, unsigned *levels)
     if (levels == nullptr)
         return -1;
     *levels = 0;
-    return request(requests_of(group).read, levels);
+    const int result = request(requests_of(group).read, levels);
+    if (result < 0)
+        *levels = 0; // whatever the driver left
+    return result;
 }
 
 int gpio_write_int(unsigned group, int levels)

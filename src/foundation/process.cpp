@@ -49,6 +49,49 @@ bool process_answers(int pid)
     return pid > 0 && pid != PLEXOR_NO_PROCESS && kill(pid, 0) == 0;
 }
 
+// The characters of a file one by one, without the heap that a stdio stream would take.
+class Characters
+{
+  public:
+    explicit Characters(int fd) : fd_(fd) { advance(); }
+
+    bool at_end() const { return length_ <= 0; }
+    char current() const { return at_end() ? '\0' : buffer_[position_]; }
+    void advance()
+    {
+        if (++position_ < length_)
+            return;
+        length_ = read(fd_, buffer_, sizeof buffer_);
+        position_ = 0;
+    }
+
+  private:
+    int fd_;
+    char buffer_[64];
+    ssize_t length_{};
+    ssize_t position_{};
+};
+
+// The number at the front of text as scanf's %d takes it, or fallback where there is none.
+int scan_int(Characters &text, int fallback)
+{
+    char number[24] = {}; // longer than any number that fits a long; what is beyond overflows all the same
+    std::size_t length = 0;
+    if (text.current() == '-' || text.current() == '+') {
+        number[length++] = text.current();
+        text.advance();
+    }
+    if (!is_digit(text.current()))
+        return fallback;
+    while (text.current() == '0')
+        text.advance();
+    for (; is_digit(text.current()); text.advance()) {
+        if (length + 1 < sizeof number)
+            number[length++] = text.current();
+    }
+    return static_cast<int>(strtol(number, nullptr, 10));
+}
+
 void write_pid_file(const char *path, int pid)
 {
     const Descriptor file(open(path, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
@@ -112,18 +155,14 @@ int ReadPid(const char *path)
         fprintf(stderr, "## Can not open %s \n", path == nullptr ? "" : path);
         return PLEXOR_NO_PROCESS;
     }
-    char text[64] = {};
-    const ssize_t length = read(file.get(), text, sizeof text - 1);
-    const char *number = text;
-    while (is_space(*number))
-        ++number;
-    if (length <= 0 || *number == '\0') {
+    Characters text(file.get());
+    while (is_space(text.current()))
+        text.advance();
+    if (text.at_end()) {
         fprintf(stderr, "## Read %s EOF\n", path);
         return PLEXOR_NO_PROCESS;
     }
-    char *end = nullptr;
-    const long pid = strtol(number, &end, 10);
-    return end == number ? PLEXOR_NO_PROCESS : static_cast<int>(pid);
+    return scan_int(text, PLEXOR_NO_PROCESS);
 }
 
 void WriteProcPid_OpenLog(const char *name, int pid)
@@ -145,8 +184,10 @@ void checkpid(void)
         pingmgr_count = 0;
         return;
     }
-    if (++pingmgr_count < monitor_misses_allowed)
+    if (pingmgr_count < monitor_misses_allowed - 1) {
+        ++pingmgr_count;
         return;
+    }
     pingmgr_count = 0;
     myprintf("\n#### Warning: pingmgr lost... \n");
     if (system("pingmgr &") != 0)

@@ -107,15 +107,17 @@ int log_and_write_group(unsigned device, unsigned char byte)
     return write_expander(device, byte);
 }
 
-// False when the device cannot be opened; failed tells whether the request was refused.
-bool request_led(unsigned request, unsigned long state, bool &failed)
+// Tells the driver the state of an LED, and say_refused when the driver refuses it; false when the device
+// cannot be opened.
+bool request_led(unsigned request, unsigned long state, void (*say_refused)())
 {
     const Descriptor gpio(open(gpio_device, O_RDONLY | O_CLOEXEC));
     if (!gpio) {
         perror(gpio_device);
         return false;
     }
-    failed = ioctl(gpio.get(), request, state) < 0;
+    if (ioctl(gpio.get(), request, state) < 0)
+        say_refused();
     return true;
 }
 
@@ -170,21 +172,12 @@ int beep(unsigned pattern)
 
 void wifi_led(unsigned state)
 {
-    if (!stored_model().wifi_led)
-        return;
-    bool failed = false;
-    if (!request_led(wifi_led_request, state, failed))
-        return;
-    if (failed)
-        fputs("wifi_led \n", stdout);
-    write_level(take_line(wifi_led_line), state == 1);
+    if (stored_model().wifi_led && request_led(wifi_led_request, state, [] { fputs("wifi_led \n", stdout); }))
+        write_level(take_line(wifi_led_line), state == 1);
 }
 
 void usb_led(int state)
 {
-    if (!stored_model().usb_led)
-        return;
-    bool failed = false;
-    if (request_led(usb_led_request, static_cast<unsigned>(state), failed) && failed)
-        myprintf("usb_led \n");
+    if (stored_model().usb_led)
+        request_led(usb_led_request, static_cast<unsigned>(state), [] { myprintf("usb_led \n"); });
 }

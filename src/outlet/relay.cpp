@@ -56,7 +56,7 @@ bool is_off(unsigned off_mask, unsigned outlet)
 
 unsigned recorded_off_mask()
 {
-    char text[32];
+    char text[32] = {};
     fetch(off_mask_key, text);
     return static_cast<unsigned>(strtoul(text, nullptr, 16));
 }
