@@ -7,6 +7,8 @@ target_compile_features(plexor_defaults INTERFACE cxx_std_20 c_std_99)
 target_compile_options(plexor_defaults INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2 -Wundef -Wvla
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Woverloaded-virtual -Wnon-virtual-dtor>
+  # g++ 12 sees overlaps in std::string's operator+ where there are none.
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
   $<$<BOOL:${PLEXOR_WERROR}>:-Werror>)
 if(PLEXOR_SANITIZE)
   target_compile_options(plexor_defaults INTERFACE
