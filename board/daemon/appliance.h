@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+// The board together with what else of an appliance the power switch on the wall reaches: its parameter store
+// and the memory that its processes share.
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+#include "board/model/board.h"
+#include "board/nvram/store.h"
+
+namespace plexor::board
+{
+
+struct Appliance {
+    Board &board;
+    Store &store;
+    std::function<void()> forget_memory{}; // removes what the appliance's processes keep in its memory
+};
+
+// The model's code and a fixed serial number.
+EthernetAddress ethernet_address_of(const Hardware &hardware);
+
+// Writes into the store what the factory would: the Ethernet address and the model index. False when the
+// store refused.
+bool equip(Appliance &appliance);
+
+// False when the store could not be brought back to what flash holds.
+bool lose_power(Appliance &appliance);
+
+// False for a name that no fault has. The fault "ethernet-address" also erases the address from flash.
+bool set_fault(Appliance &appliance, std::string_view name, bool on);
+
+} // namespace plexor::board

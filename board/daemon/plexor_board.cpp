@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: Apache-2.0
+// plexor-board: a virtual board for the processes of one appliance.
+#include <fcntl.h>
+#include <strings.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <exception>
+#include <string>
+#include <string_view>
+
+#include "board/daemon/appliance.h"
+#include "board/daemon/memory.h"
+#include "board/daemon/refusal.h"
+#include "board/daemon/server.h"
+
+namespace
+{
+
+using namespace plexor::board;
+
+struct Options {
+    std::string model{"00C302"};
+    bool latching{};
+    bool background{};
+};
+
+std::string code_of(const Hardware &hardware)
+{
+    char text[9];
+    std::snprintf(text, sizeof text, "%06X", hardware.code);
+    return text;
+}
+
+const Hardware &hardware_named(const std::string &model)
+{
+    std::string codes;
+    for (const Hardware &hardware : all_hardware()) {
+        if (strcasecmp(code_of(hardware).c_str(), model.c_str()) == 0)
+            return hardware;
+        codes += " " + code_of(hardware);
+    }
+    throw Refusal("no model " + model + "; there are" + codes);
+}
+
+std::string board_folder()
+{
+    const char *set = std::getenv("PLEXOR_BOARD_DIR");
+    return set != nullptr && *set != '\0' ? set : "/run/plexor";
+}
+
+std::int64_t monotonic_now()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
+// The rest of the program runs in a child; who started it sees the end of the parent as "ready".
+void go_to_background(const std::string &folder)
+{
+    const pid_t child = fork();
+    if (child < 0)
+        throw Refusal("cannot start in the background", false);
+    if (child > 0)
+        _exit(EXIT_SUCCESS);
+    setsid();
+    const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
+    const int log = open((folder + "/board.log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    dup2(nothing, STDIN_FILENO);
+    dup2(nothing, STDOUT_FILENO);
+    dup2(log >= 0 ? log : nothing, STDERR_FILENO);
+}
+
+void serve(const Options &options)
+{
+    const Hardware &hardware = hardware_named(options.model);
+    // A power loss removes shared memory by fixed keys, and the system log is taken over.
+    const char *appliance_kind = std::getenv("PLEXOR_APPLIANCE");
+    if (appliance_kind == nullptr || std::string_view(appliance_kind) != "board")
+        throw Refusal("the board needs an appliance of its own around it; start it through plexor-run",
+                      false);
+    Board board(hardware, options.latching, [start = monotonic_now()] { return monotonic_now() - start; });
+    Store store;
+    Appliance appliance{board, store, forget_memory};
+    if (!equip(appliance))
+        throw Refusal("the parameter store in " + Store::default_directory() + " cannot be written", false);
+    const std::string folder = board_folder();
+    Server server(appliance, folder);
+    if (options.background)
+        go_to_background(folder);
+    server.run();
+}
+
+int fail(const char *text, bool usage)
+{
+    std::fprintf(stderr, "plexor-board: %s\n", text);
+    return usage ? 2 : 1;
+}
+
+int run(int argc, char **argv)
+{
+    Options options;
+    CLI::App app("A virtual power switch board for the processes of one appliance.", "plexor-board");
+    app.add_option("--model", options.model, "first six digits of the Ethernet address")
+        ->capture_default_str();
+    app.add_flag("--latching", options.latching, "latching relays (default: ordinary ones)");
+    app.add_flag("--background", options.background, "return as soon as the board answers");
+    try {
+        app.parse(argc, argv);
+        serve(options);
+        return EXIT_SUCCESS;
+    } catch (const CLI::Success &help) {
+        return app.exit(help);
+    } catch (const CLI::Error &error) {
+        return fail((std::string(error.what()) + "; see plexor-board --help").c_str(), true);
+    } catch (const Refusal &refusal) {
+        return fail(refusal.what(), refusal.usage());
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    try {
+        return run(argc, argv);
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "plexor-board: %s\n", error.what());
+        return EXIT_FAILURE;
+    }
+}

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "board/interpose/real_calls.h"
+
+#include <sys/ioctl.h>
+#include <sys/shm.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdlib>
+
+#include "board/interpose/next.h"
+
+using plexor::board::mode_of;
+
+extern "C" {
+
+int __wrap_open(const char *path, int flags, ...)
+{
+    PLEXOR_REAL(open);
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = mode_of(flags, arguments);
+    va_end(arguments);
+    return real(path, flags, mode);
+}
+
+int __wrap_open64(const char *path, int flags, ...)
+{
+    PLEXOR_REAL(open64);
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = mode_of(flags, arguments);
+    va_end(arguments);
+    return real(path, flags, mode);
+}
+
+int __wrap_openat(int folder, const char *path, int flags, ...)
+{
+    PLEXOR_REAL(openat);
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = mode_of(flags, arguments);
+    va_end(arguments);
+    return real(folder, path, flags, mode);
+}
+
+int __wrap_close(int descriptor)
+{
+    PLEXOR_REAL(close);
+    return real(descriptor);
+}
+
+ssize_t __wrap_read(int descriptor, void *buffer, std::size_t size)
+{
+    PLEXOR_REAL(read);
+    return real(descriptor, buffer, size);
+}
+
+ssize_t __wrap_write(int descriptor, const void *buffer, std::size_t size)
+{
+    PLEXOR_REAL(write);
+    return real(descriptor, buffer, size);
+}
+
+int __wrap_ioctl(int descriptor, unsigned long request, ...)
+{
+    PLEXOR_REAL(ioctl);
+    std::va_list arguments;
+    va_start(arguments, request);
+    const auto argument = va_arg(arguments, std::uintptr_t);
+    va_end(arguments);
+    return real(descriptor, request, argument);
+}
+
+int __wrap_clock_gettime(clockid_t clock, timespec *now)
+{
+    PLEXOR_REAL(clock_gettime);
+    return real(clock, now);
+}
+
+time_t __wrap_time(time_t *now)
+{
+    PLEXOR_REAL(time);
+    return real(now);
+}
+
+int __wrap_nanosleep(const timespec *duration, timespec *remaining)
+{
+    PLEXOR_REAL(nanosleep);
+    return real(duration, remaining);
+}
+
+int __wrap_kill(pid_t pid, int signal)
+{
+    PLEXOR_REAL(kill);
+    return real(pid, signal);
+}
+
+int __wrap_sigqueue(pid_t pid, int signal, sigval value)
+{
+    PLEXOR_REAL(sigqueue);
+    return real(pid, signal, value);
+}
+
+int __wrap_system(const char *command)
+{
+    PLEXOR_REAL(system);
+    return real(command);
+}
+
+void __wrap_openlog(const char *ident, int options, int facility)
+{
+    PLEXOR_REAL(openlog);
+    real(ident, options, facility);
+}
+
+void __wrap_syslog(int priority, const char *format, ...)
+{
+    std::va_list arguments;
+    va_start(arguments, format);
+    vsyslog(priority, format, arguments);
+    va_end(arguments);
+}
+
+int __wrap_shmget(key_t key, std::size_t size, int flags)
+{
+    PLEXOR_REAL(shmget);
+    return real(key, size, flags);
+}
+
+void *__wrap_shmat(int id, const void *address, int flags)
+{
+    PLEXOR_REAL(shmat);
+    return real(id, address, flags);
+}
+
+int __wrap_shmdt(const void *address)
+{
+    PLEXOR_REAL(shmdt);
+    return real(address);
+}
+}

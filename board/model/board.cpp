@@ -1,0 +1,258 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "board/model/board.h"
+
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include "board/model/board_controller.h"
+#include "board/model/faults.h"
+#include "board/model/gpio.h"
+#include "board/model/led_expander.h"
+#include "board/model/panel.h"
+#include "board/model/relay_chain.h"
+
+namespace plexor::board
+{
+
+namespace
+{
+
+constexpr int strap_line = 3;
+constexpr std::array relay_lines{22, 23, 24, 25, 26, 29, 27, 28};
+constexpr std::uint32_t controller_address = 0xA0;
+constexpr std::array<std::uint32_t, 2> expander_addresses{0x34, 0x36};
+constexpr std::uint8_t no_led_lit = 0x0F;
+
+bool on_at(std::span<const TwoState> states, int index)
+{
+    const auto position = static_cast<std::size_t>(index);
+    return index >= 0 && position < states.size() && states[position].on();
+}
+
+std::vector<TwoState> make_contacts(const Hardware &hardware, Timeline &timeline)
+{
+    std::vector<TwoState> contacts;
+    for (std::size_t outlet = 0; contacts.size() < static_cast<std::size_t>(hardware.outlets); ++outlet) {
+        contacts.emplace_back(timeline, "relay", outlet_name(outlet), TwoState::Words{"closed", "open"});
+    }
+    return contacts;
+}
+
+} // namespace
+
+struct Board::Parts {
+    Parts(const Hardware &model, bool strapped_latching, std::function<std::int64_t()> now);
+
+    Reply handle_gpio(const Request &request);
+    void follow_lines(std::int32_t pid);
+
+    Hardware hardware;
+    bool latching;
+    bool powered{true};
+    Timeline timeline;
+    Faults faults{timeline};
+    Gpio gpio{timeline};
+    std::vector<TwoState> contacts;
+    RelayChain chain;
+    Panel panel;
+    BoardController controller{};
+    std::vector<LedExpander> expanders{};
+    I2cBus bus{timeline};
+};
+
+Board::Parts::Parts(const Hardware &model, bool strapped_latching, std::function<std::int64_t()> now)
+    : hardware(model), latching(strapped_latching), timeline(std::move(now)),
+      contacts(make_contacts(hardware, timeline)), chain(hardware.relays, latching, contacts, timeline),
+      panel(hardware, timeline)
+{
+    gpio.set_input(strap_line, latching);
+    bus.attach(controller_address, controller);
+    if (hardware.leds == LedPath::expanders) {
+        const auto leds = panel.outlet_leds();
+        expanders = {LedExpander(leds.first<LedExpander::leds>()),
+                     LedExpander(leds.last<LedExpander::leds>())};
+        bus.attach(expander_addresses[0], expanders[0]);
+        bus.attach(expander_addresses[1], expanders[1]);
+    }
+}
+
+Reply Board::Parts::handle_gpio(const Request &request)
+{
+    if (Panel::is_led_request(request)) {
+        return panel.handle(request);
+    }
+    Reply reply = gpio.handle(request);
+    follow_lines(request.pid);
+    return reply;
+}
+
+void Board::Parts::follow_lines(std::int32_t pid)
+{
+    panel.follow(gpio, pid);
+    if (hardware.relays != RelayPath::gpio) {
+        return;
+    }
+    for (std::size_t outlet = 0; outlet < contacts.size(); ++outlet) {
+        contacts[outlet].set(gpio.driven_low(relay_lines[outlet]), pid);
+    }
+}
+
+Board::Board(const Hardware &hardware, bool latching, std::function<std::int64_t()> now)
+    : parts_(std::make_unique<Parts>(hardware, latching, std::move(now)))
+{
+}
+
+Board::~Board() = default;
+
+int Board::open(Device device, std::int32_t)
+{
+    return parts_->powered ? parts_->faults.open_error(device) : ENODEV;
+}
+
+Reply Board::handle(const Request &request)
+{
+    const int error = parts_->powered ? parts_->faults.request_error(request.device) : ENODEV;
+    if (error != 0) {
+        return {error, {}};
+    }
+    switch (request.device) {
+    case Device::gpio:
+        return parts_->handle_gpio(request);
+    case Device::relays:
+        return parts_->chain.handle(request);
+    case Device::i2c:
+        return parts_->bus.handle(request);
+    }
+    return {ENODEV, {}}; // a number from a socket that names no device
+}
+
+const Hardware &Board::hardware() const
+{
+    return parts_->hardware;
+}
+bool Board::latching() const
+{
+    return parts_->latching;
+}
+bool Board::powered() const
+{
+    return parts_->powered;
+}
+
+void Board::power_loss()
+{
+    if (!parts_->powered) {
+        return;
+    }
+    parts_->powered = false;
+    parts_->timeline.add(0, "power", "mains", "lost");
+    parts_->gpio.reset();
+    parts_->follow_lines(0);
+    parts_->chain.power_loss();
+    parts_->panel.power_loss();
+    for (LedExpander &expander : parts_->expanders) {
+        expander.reset();
+    }
+}
+
+void Board::power_up()
+{
+    if (parts_->powered) {
+        return;
+    }
+    parts_->powered = true;
+    parts_->timeline.add(0, "power", "mains", "up");
+}
+
+bool Board::contact(int outlet) const
+{
+    return powered() && contact_closed(outlet);
+}
+bool Board::contact_closed(int outlet) const
+{
+    return on_at(parts_->contacts, outlet);
+}
+bool Board::led(int outlet) const
+{
+    return on_at(std::as_const(parts_->panel).outlet_leds(), outlet);
+}
+bool Board::wifi_led() const
+{
+    return parts_->panel.wifi();
+}
+bool Board::usb_led() const
+{
+    return parts_->panel.usb();
+}
+bool Board::beeping() const
+{
+    return parts_->panel.beeping();
+}
+
+std::uint8_t Board::expander(int which) const
+{
+    const auto position = static_cast<std::size_t>(which);
+    return which >= 0 && position < parts_->expanders.size() ? parts_->expanders[position].state()
+                                                             : no_led_lit;
+}
+
+std::uint8_t Board::controller(int reg) const
+{
+    const auto position = static_cast<std::uint32_t>(reg);
+    return parts_->controller.has(position, 1) ? parts_->controller.read(position, 1).front()
+                                               : std::uint8_t{0};
+}
+
+void Board::set_controller(int reg, std::uint8_t value)
+{
+    const auto position = static_cast<std::uint32_t>(reg);
+    if (parts_->controller.has(position, 1)) {
+        parts_->controller.write(position, {&value, 1}, 0);
+    }
+}
+
+std::uint32_t Board::gpio_levels(int group) const
+{
+    return parts_->gpio.levels(group);
+}
+std::uint32_t Board::gpio_outputs(int group) const
+{
+    return parts_->gpio.outputs(group);
+}
+void Board::set_input(int line, bool high)
+{
+    parts_->gpio.set_input(line, high);
+}
+
+void Board::set_scan_answers(std::vector<std::uint8_t> addresses)
+{
+    parts_->bus.set_scan_answers(std::move(addresses));
+}
+
+bool Board::set_fault(std::string_view name, bool on)
+{
+    const bool known = parts_->faults.set(name, on);
+    parts_->bus.corrupt_reads(parts_->faults.on("i2c-corrupt"));
+    return known;
+}
+
+bool Board::fault(std::string_view name) const
+{
+    return parts_->faults.on(name);
+}
+const std::vector<std::string> &Board::fault_names()
+{
+    return Faults::names();
+}
+
+Timeline &Board::timeline()
+{
+    return parts_->timeline;
+}
+const Timeline &Board::timeline() const
+{
+    return parts_->timeline;
+}
+
+} // namespace plexor::board

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+// A whole power switch in software: every chip behind the drivers, wired as on the model chosen.
+//
+// Who calls it: the interposer, from the side of the appliance's processes (open, handle); boardctl, the
+// panel and the tests from the outside world's side (everything else). No I/O, no threads, no global state.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "board/model/device.h"
+#include "board/model/hardware.h"
+#include "board/model/timeline.h"
+
+namespace plexor::board
+{
+
+class Board
+{
+  public:
+    // now() gives nanoseconds that never run backwards; it stamps the timeline.
+    Board(const Hardware &hardware, bool latching, std::function<std::int64_t()> now);
+    ~Board();
+    Board(const Board &) = delete;
+    Board &operator=(const Board &) = delete;
+
+    // --- the appliance's side ---
+    // 0, or the errno with which opening the device fails (absent by a fault, or no power).
+    int open(Device device, std::int32_t pid);
+    Reply handle(const Request &request);
+
+    // --- the outside world's side ---
+    const Hardware &hardware() const;
+    bool latching() const;
+    bool powered() const;
+    void power_loss();
+    void power_up();
+
+    bool contact(int outlet) const;        // true: the outlet is live (mains present and contact closed)
+    bool contact_closed(int outlet) const; // the mechanical contact, mains or not
+    bool led(int outlet) const;            // true: lit
+    bool wifi_led() const;
+    bool usb_led() const;
+    bool beeping() const;
+
+    std::uint8_t expander(int which) const;           // state bits 0..3 of 0x34 (0) or 0x36 (1); 1 = dark
+    std::uint8_t controller(int reg) const;           // one byte of the board controller
+    void set_controller(int reg, std::uint8_t value); // as found at power-up
+    std::uint32_t gpio_levels(int group) const;       // what a read of the bank gives
+    std::uint32_t gpio_outputs(int group) const;      // direction: bit set = output
+    void set_input(int line, bool high);              // the level that the outside gives to line 0..95
+    void
+    set_scan_answers(std::vector<std::uint8_t> addresses); // bytes of the next bus scans; the last one stays
+
+    // Faults by name; set_fault returns false for a name that is not in fault_names().
+    bool set_fault(std::string_view name, bool on);
+    bool fault(std::string_view name) const;
+    static const std::vector<std::string> &fault_names();
+
+    Timeline &timeline();
+    const Timeline &timeline() const;
+
+  private:
+    struct Parts;
+    std::unique_ptr<Parts> parts_;
+};
+
+} // namespace plexor::board
