@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: Apache-2.0
+// Makes one call of the library between two marks, so that a system call tracer can list what it costs, and
+// says how many heap blocks it took. The marks are calls of getpgid with the numbers 1000001 and 1000002.
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <string>
+
+#include <plexor/plexor.h>
+
+#include "bench/stand_in.h"
+
+namespace plexor::bench
+{
+namespace
+{
+
+constexpr int begin_mark = 1'000'001;
+constexpr int end_mark = 1'000'002;
+
+void wait_for_the_cache_to_age()
+{
+    usleep(300'000);
+}
+
+void prepare_switching(const char *mqtt)
+{
+    set_parameter("IO_number", "2");
+    set_parameter("SPI_buf_1", "f0");
+    set_parameter("mqtt_enable", mqtt);
+    set_parameter("mqtt_connect", mqtt);
+    std::ofstream("/var/run/cnt3.pid") << getpid() << '\n';
+    wait_for_the_cache_to_age();
+}
+
+struct Case {
+    std::function<void()> prepare;
+    std::function<void()> call;
+};
+
+const std::map<std::string, Case> &cases()
+{
+    static unsigned char byte = 0;
+    static unsigned levels = 0;
+    static const std::map<std::string, Case> all{
+        {"gpio-read-modify-write",
+         {[] {},
+          [] {
+              gpio_read_int(1, &levels);
+              gpio_set_dir_g(1, 1, 45);
+              gpio_write_int(1, static_cast<int>(levels));
+          }}},
+        {"i2cmd-hit", {[] { i2cmd(1, 0xA0, 1, &byte, 1); }, [] { i2cmd(1, 0xA0, 1, &byte, 1); }}},
+        {"i2cmd-miss", {wait_for_the_cache_to_age, [] { i2cmd(1, 0xA0, 1, &byte, 1); }}},
+        {"i2cmd-uncached", {[] {}, [] { i2cmd(1, 0xD0, 0, &byte, 1); }}},
+        {"switch-one-outlet", {[] { prepare_switching("0"); }, [] { ContorlSpiPower(2, 1); }}},
+        {"switch-one-outlet-notified", {[] { prepare_switching("1"); }, [] { ContorlSpiPower(2, 1); }}},
+    };
+    return all;
+}
+
+// Something that takes what the system log is told.
+void open_system_log()
+{
+    unlink("/dev/log");
+    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, "/dev/log");
+    if (bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
+        perror("/dev/log");
+}
+
+int run(const Case &chosen)
+{
+    signal(SIGRTMAX - 10, SIG_IGN);
+    open_system_log();
+    chosen.prepare();
+    chosen.call(); // first calls set up what stays: cache segment, log connection, time zone
+    chosen.prepare();
+    const std::size_t before = heap_blocks();
+    getpgid(begin_mark);
+    chosen.call();
+    getpgid(end_mark);
+    std::printf("%zu\n", heap_blocks() - before);
+    return 0;
+}
+
+} // namespace
+} // namespace plexor::bench
+
+int main(int argc, char **argv)
+{
+    using plexor::bench::cases;
+    const auto chosen = argc == 2 ? cases().find(argv[1]) : cases().end();
+    if (chosen != cases().end())
+        return plexor::bench::run(chosen->second);
+    for (const auto &entry : cases())
+        std::puts(entry.first.c_str());
+    return argc == 1 ? 0 : 2;
+}

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: Apache-2.0
+// The little language of the contract tests: one appliance per test, on driven time, with everything that the
+// library does to the outside written down in order.
+//
+// The library under test is the built shared library, unmodified. The test executable defines the C library
+// and platform calls that it makes towards devices, the parameter store, clocks, sleeps, signals, the shell,
+// the system log and shared memory; while an Appliance lives they come here, otherwise they pass through.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "board/model/board.h"
+
+namespace plexor::tests
+{
+
+class ApplianceWorld;
+
+// When a test ends, devices left open and segments left attached fail it; so does, at once, any use of a
+// descriptor that is not open, a device opened for writing or without close-on-exec, an argument that the
+// driver would not take, and detaching what is not attached.
+class Appliance : public ::testing::Test
+{
+  protected:
+    Appliance(); // model 00C302 (index 2, 8 outlets), latching
+    ~Appliance() override;
+
+    // A new board of this model, parameter store emptied but for IO_number, call record emptied.
+    void use_model(int index, bool latching);
+
+    board::Board &board();
+
+    // --- the parameter store ---
+    void set(const std::string &key, const std::string &value); // not written to the call record
+    std::string get(const std::string &key) const;              // "" when not set
+    void unset(const std::string &key);
+    std::map<std::string, std::string> &flash(); // what was committed
+    void unplug_store(bool leave_buffer_alone);  // nvram_kget_str leaves the caller's buffer as it was
+    void refuse_writes(int result);              // nvram_bufset returns result and keeps nothing; 0 ends it
+    // Bytes of the buffer given to the last nvram_kget_str or flash_read_br0_mac, before it was filled.
+    const std::vector<std::uint8_t> &last_buffer_offered() const;
+    void set_ethernet_address(const std::array<std::uint8_t, 6> &address);
+    void lose_ethernet_address(); // flash_read_br0_mac fails
+
+    // --- what the library did, one line per call, in order ---
+    // "open /dev/gpio", "ioctl /dev/gpio 18 0x00400000", "ioctl /dev/gpio 2" (reads), "close /dev/gpio",
+    // "ioctl /dev/spiS0 4 05FB010208" (record bytes), "ioctl /dev/i2cM0 17 A0 1 [0F]" (write: address,
+    // register in decimal, bytes), "ioctl /dev/i2cM0 16 A0 1 len 1" (read), "ioctl /dev/i2cM0 18",
+    // "nvram_kget_str KEY SIZE", "nvram_kget_int KEY FALLBACK", "nvram_bufget 0 KEY",
+    // "nvram_bufset 0 KEY=VALUE", "nvram_commit 0", "flash_read_br0_mac", "clock_gettime monotonic", "time",
+    // "nanosleep 0.150000000", "kill PID SIGNAL", "sigqueue PID SIGNAL VALUE", "system COMMAND",
+    // "openlog IDENT OPTIONS FACILITY", "syslog PRIORITY TEXT", "shmget 0x4C504F4C SIZE OCTALFLAGS",
+    // "shmat", "shmdt". Calls on other files are real and not recorded.
+    std::vector<std::string> calls() const;
+    std::vector<std::string> calls(const std::string &prefix) const; // only those that start with prefix
+    void forget_calls();
+    // Runs action at each call whose line starts with prefix: it is written down by then, but not yet done.
+    void at_call(const std::string &prefix, const std::function<void()> &action);
+
+    std::string debug_print() const; // all text given to myprintf, joined; cleared by forget_calls
+    std::string log_ident() const;   // what the system log calls the sender at this moment
+    // Runs action and returns what it wrote to standard error (or standard output).
+    static std::string standard_error_of(const std::function<void()> &action);
+    static std::string standard_output_of(const std::function<void()> &action);
+
+    // --- driven time ---
+    // The monotonic clock starts at 1000 s, the calendar clock at 2026-01-02 03:04:05 UTC. Each sleep and
+    // each advance moves both.
+    void advance(std::int64_t nanoseconds);
+    void set_monotonic(std::int64_t seconds, std::int64_t nanoseconds);
+    void set_calendar(std::int64_t seconds);
+    // The next sleep is interrupted by a signal after this long, with the rest reported as remaining.
+    void interrupt_next_sleep_after(std::int64_t nanoseconds);
+
+    // --- failures ---
+    void fail_open(const std::string &path, int error); // until restored with error 0; fails with that errno
+    void open_returns(const std::string &path, int descriptor); // the next open of path yields this number
+    void fail_ioctl(const std::string &path, int request, int error); // until restored with error 0
+    // The next call of this name in the call record fails with that errno, which may be 0 (any recorded call
+    // that can fail, the reads and bufset of the store apart).
+    void fail_call(const std::string &name, int error);
+    void fail_call_after(const std::string &name, int skip, int error); // lets skip calls through first
+    void system_returns(int status);                                    // from now on; 0 at the start
+
+    // --- processes ---
+    // kill(pid, 0) succeeds for these only; sigqueue to others fails with ESRCH.
+    void add_process(int pid);
+    void remove_process(int pid);
+    void write_pid_file(const std::string &name, const std::string &text); // "/var/run/NAME.pid"
+    void remove_pid_file(const std::string &name);
+
+    // --- shared memory: bytes of a segment, empty when it does not exist ---
+    std::vector<std::uint8_t> segment(std::uint32_t key) const;
+    void write_segment(std::uint32_t key, std::size_t offset, const std::vector<std::uint8_t> &bytes);
+    void make_segment(std::uint32_t key, std::size_t size, int mode); // as a stranger would
+    void remove_segment(std::uint32_t key);
+    int segment_mode(std::uint32_t key) const; // permission bits, -1 when it does not exist
+    int segments_attached() const;             // attachments not yet detached
+    int devices_open() const;                  // device descriptors not yet closed
+
+  private:
+    std::unique_ptr<ApplianceWorld> world_;
+};
+
+} // namespace plexor::tests
+
+// A failed comparison of call records shows one call a line.
+template <>
+class testing::internal::UniversalPrinter<std::vector<std::string>>
+{
+  public:
+    static void Print(const std::vector<std::string> &calls, std::ostream *stream)
+    {
+        *stream << "{";
+        for (const auto &call : calls)
+            *stream << "\n      " << call;
+        *stream << "\n    }";
+    }
+};

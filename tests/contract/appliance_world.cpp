@@ -1,0 +1,336 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/contract/appliance_world.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/shm.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "board/interpose/marshal.h"
+#include "tests/contract/call_text.h"
+
+namespace plexor::tests
+{
+namespace
+{
+
+using Lock = std::lock_guard<std::recursive_mutex>;
+
+int fail_with(int error)
+{
+    errno = error;
+    return -1;
+}
+
+// Passes on what a real call returned for a file that is no device, and notices a dead descriptor.
+template <class Result>
+Result on_file(Result result, const char *call, int descriptor)
+{
+    const int error = errno;
+    if (result < 0 && error == EBADF)
+        ADD_FAILURE() << call << " of descriptor " << descriptor << ", which is not open";
+    errno = error;
+    return result;
+}
+
+timespec to_timespec(std::int64_t nanoseconds)
+{
+    return {static_cast<time_t>(nanoseconds / ApplianceWorld::second),
+            static_cast<long>(nanoseconds % ApplianceWorld::second)};
+}
+
+bool is_duration(const timespec &time)
+{
+    return time.tv_sec >= 0 && time.tv_nsec >= 0 && time.tv_nsec < ApplianceWorld::second;
+}
+
+void check_open_flags(const char *path, int flags)
+{
+    if ((flags & O_ACCMODE) != O_RDONLY)
+        ADD_FAILURE() << path << " is opened for writing; drivers are opened read-only";
+    if ((flags & O_CLOEXEC) == 0)
+        ADD_FAILURE() << path << " is opened without close-on-exec";
+}
+
+} // namespace
+
+void ApplianceWorld::note(const char *format, ...)
+{
+    std::va_list arguments;
+    va_start(arguments, format);
+    calls.push_back(vprint(format, arguments));
+    va_end(arguments);
+    for (const auto &[prefix, action] : watchers) {
+        if (calls.back().starts_with(prefix))
+            action();
+    }
+}
+
+// Counts the call for the failures that wait for it; true when one is due, errno then set.
+bool ApplianceWorld::fails(const char *name)
+{
+    std::optional<int> due;
+    for (auto failure = failures.begin(); failure != failures.end();) {
+        const bool now = failure->name == name && failure->skip-- == 0;
+        if (now)
+            due = failure->error;
+        failure = now ? failures.erase(failure) : failure + 1;
+    }
+    errno = due.value_or(errno);
+    return due.has_value();
+}
+
+// --- devices ---
+
+int ApplianceWorld::open(const char *path, int flags, mode_t mode)
+{
+    const Lock lock(mutex_);
+    const auto device = board::device_at(path);
+    if (!device)
+        return ::open(path, flags, mode);
+    note("open %s", path);
+    check_open_flags(path, flags);
+    return open_device(*device, path);
+}
+
+int ApplianceWorld::open_device(board::Device device, const char *path)
+{
+    if (fails("open"))
+        return -1;
+    if (const auto error = open_errors.find(path); error != open_errors.end())
+        return fail_with(error->second);
+    if (const auto number = open_numbers.extract(path)) {
+        if (number.mapped() >= 0)
+            devices[number.mapped()] = {device, false};
+        return number.mapped();
+    }
+    if (const int error = board->open(device, getpid()); error != 0)
+        return fail_with(error);
+    const int descriptor = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (descriptor >= 0)
+        devices[descriptor] = {device, true};
+    return descriptor;
+}
+
+const ApplianceWorld::OpenDevice *ApplianceWorld::device_behind(int descriptor) const
+{
+    const auto found = devices.find(descriptor);
+    return found == devices.end() ? nullptr : &found->second;
+}
+
+int ApplianceWorld::close(int descriptor)
+{
+    const Lock lock(mutex_);
+    const auto device = devices.extract(descriptor);
+    if (!device)
+        return on_file(::close(descriptor), "close", descriptor);
+    note("close %s", board::device_path(device.mapped().device));
+    if (device.mapped().real)
+        ::close(descriptor);
+    return fails("close") ? -1 : 0;
+}
+
+ssize_t ApplianceWorld::read(int descriptor, void *buffer, std::size_t size)
+{
+    const Lock lock(mutex_);
+    const auto *device = device_behind(descriptor);
+    if (device == nullptr)
+        return on_file(::read(descriptor, buffer, size), "read", descriptor);
+    note("read %s %zu", board::device_path(device->device), size);
+    return fail_with(EINVAL); // none of the drivers is read
+}
+
+ssize_t ApplianceWorld::write(int descriptor, const void *buffer, std::size_t size)
+{
+    const Lock lock(mutex_);
+    const auto *device = device_behind(descriptor);
+    if (device == nullptr)
+        return on_file(::write(descriptor, buffer, size), "write", descriptor);
+    note("write %s %zu", board::device_path(device->device), size);
+    return fail_with(EINVAL); // nor written
+}
+
+int ApplianceWorld::ioctl(int descriptor, unsigned long number, std::uintptr_t argument)
+{
+    const Lock lock(mutex_);
+    if (const auto *device = device_behind(descriptor))
+        return device_ioctl(device->device, number, argument);
+    return on_file(::ioctl(descriptor, number, argument), "ioctl", descriptor);
+}
+
+int ApplianceWorld::begin_ioctl(board::Device device, unsigned long number, std::uintptr_t argument,
+                                board::Request &request)
+{
+    const int error = board::marshal(device, number, argument, request);
+    note("%s", ioctl_text(request, argument).c_str());
+    if (error != 0)
+        ADD_FAILURE() << calls.back() << ": bad argument (" << std::strerror(error) << ")";
+    if (board::too_wide(request, argument))
+        ADD_FAILURE() << calls.back() << ": the argument does not fit the driver's 32 bits";
+    return error;
+}
+
+int ApplianceWorld::device_ioctl(board::Device device, unsigned long number, std::uintptr_t argument)
+{
+    board::Request request;
+    if (const int error = begin_ioctl(device, number, argument, request); error != 0)
+        return fail_with(error);
+    if (fails("ioctl"))
+        return -1;
+    if (const auto error = ioctl_errors.find({device, static_cast<int>(number)}); error != ioctl_errors.end())
+        return fail_with(error->second);
+    return board::deliver(request, argument, board->handle(request));
+}
+
+int ApplianceWorld::devices_open() const
+{
+    const auto is_real = [](const auto &entry) { return entry.second.real; };
+    return static_cast<int>(std::count_if(devices.begin(), devices.end(), is_real));
+}
+
+// --- time ---
+
+void ApplianceWorld::pass(std::int64_t nanoseconds)
+{
+    const Lock lock(mutex_);
+    monotonic += nanoseconds;
+    calendar += nanoseconds;
+}
+
+std::int64_t ApplianceWorld::clock(clockid_t id) const
+{
+    return id == CLOCK_REALTIME || id == CLOCK_REALTIME_COARSE ? calendar : monotonic;
+}
+
+int ApplianceWorld::clock_gettime(clockid_t id, timespec *now)
+{
+    const Lock lock(mutex_);
+    note("clock_gettime %s", clock_name(id).c_str());
+    if (fails("clock_gettime"))
+        return -1;
+    *now = to_timespec(clock(id));
+    return 0;
+}
+
+time_t ApplianceWorld::time(time_t *now)
+{
+    const Lock lock(mutex_);
+    note("time");
+    const time_t seconds = to_timespec(calendar).tv_sec;
+    if (now != nullptr)
+        *now = seconds;
+    return seconds;
+}
+
+int ApplianceWorld::nanosleep(const timespec *duration, timespec *remaining)
+{
+    const Lock lock(mutex_);
+    note("nanosleep %lld.%09ld", static_cast<long long>(duration->tv_sec), duration->tv_nsec);
+    if (fails("nanosleep"))
+        return -1;
+    if (!is_duration(*duration))
+        return fail_with(EINVAL);
+    const std::int64_t wanted = duration->tv_sec * second + duration->tv_nsec;
+    const std::int64_t slept = std::min(wanted, interruption.value_or(wanted));
+    interruption.reset();
+    pass(slept);
+    if (slept == wanted)
+        return 0;
+    if (remaining != nullptr)
+        *remaining = to_timespec(wanted - slept);
+    return fail_with(EINTR);
+}
+
+// --- processes, shell and log ---
+
+int ApplianceWorld::kill(pid_t pid, int signal)
+{
+    const Lock lock(mutex_);
+    note("kill %d %d", pid, signal);
+    if (fails("kill"))
+        return -1;
+    return processes.contains(pid) ? 0 : fail_with(ESRCH);
+}
+
+int ApplianceWorld::sigqueue(pid_t pid, int signal, sigval value)
+{
+    const Lock lock(mutex_);
+    note("sigqueue %d %d %d", pid, signal, value.sival_int);
+    if (fails("sigqueue"))
+        return -1;
+    return processes.contains(pid) ? 0 : fail_with(ESRCH);
+}
+
+int ApplianceWorld::system(const char *command)
+{
+    const Lock lock(mutex_);
+    note("system %s", command);
+    return fails("system") ? -1 : system_status;
+}
+
+void ApplianceWorld::openlog(const char *ident, int options, int facility)
+{
+    const Lock lock(mutex_);
+    note("openlog %s %d %d", ident, options, facility);
+    log_ident = ident;
+}
+
+void ApplianceWorld::vsyslog(int priority, const char *format, std::va_list arguments)
+{
+    const Lock lock(mutex_);
+    note("syslog %d %s", priority, vprint(format, arguments).c_str());
+}
+
+// --- shared memory ---
+
+int ApplianceWorld::shmget(key_t key, std::size_t size, int flags)
+{
+    const Lock lock(mutex_);
+    note("shmget 0x%08X %zu %#o", static_cast<unsigned>(key), size, static_cast<unsigned>(flags));
+    if (fails("shmget"))
+        return -1;
+    segment_keys.insert(key);
+    return ::shmget(key, size, flags);
+}
+
+void *ApplianceWorld::shmat(int id, const void *address, int flags)
+{
+    const Lock lock(mutex_);
+    note("shmat");
+    void *const failed = reinterpret_cast<void *>(-1);
+    if (fails("shmat"))
+        return failed;
+    void *attached = ::shmat(id, address, flags);
+    segments_attached += attached != failed;
+    return attached;
+}
+
+int ApplianceWorld::shmdt(const void *address)
+{
+    const Lock lock(mutex_);
+    note("shmdt");
+    if (::shmdt(address) != 0) {
+        ADD_FAILURE() << "shmdt of " << address << ", where no segment is attached";
+        return fail_with(EINVAL);
+    }
+    --segments_attached;
+    return fails("shmdt") ? -1 : 0;
+}
+
+void ApplianceWorld::remove_segments()
+{
+    for (const key_t key : segment_keys) {
+        if (const int id = ::shmget(key, 0, 0); id >= 0)
+            ::shmctl(id, IPC_RMID, nullptr);
+    }
+}
+
+} // namespace plexor::tests

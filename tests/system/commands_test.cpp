@@ -1,0 +1,286 @@
+// SPDX-License-Identifier: Apache-2.0
+// What can be asked of a board, without its sockets.
+#include "board/daemon/commands.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/system/processes.h"
+
+namespace plexor::tests
+{
+
+using nlohmann::json;
+
+class BoardCommands : public ::testing::Test
+{
+  protected:
+    explicit BoardCommands(std::uint32_t code = 0x00C302)
+        : board_(board::hardware_by_code(code), true, [this] { return ++now_; })
+    {
+        EXPECT_TRUE(board::equip(appliance_));
+    }
+
+    json ask(const json &request) { return answer(appliance_, request.dump()).reply; }
+    json get(const std::string &key) { return ask({{"command", "get"}, {"key", key}}); }
+    json set(const std::string &key, const std::string &value)
+    {
+        return ask({{"command", "set"}, {"key", key}, {"value", value}});
+    }
+    json fault(const std::string &name, bool on)
+    {
+        return ask({{"command", "fault"}, {"name", name}, {"on", on}});
+    }
+
+    static json value(const std::string &text) { return {{"ok", true}, {"value", text}}; }
+    static json done() { return {{"ok", true}}; }
+    static json refused(const std::string &why) { return board::refusal_reply(why, true); }
+
+    void switch_relays(std::uint8_t first, std::uint8_t second)
+    {
+        for (const auto &[group, pattern] : {std::pair{0, first}, std::pair{4, second}}) {
+            board::Request request;
+            request.device = board::Device::relays;
+            request.number = 6;
+            request.data = {static_cast<std::uint8_t>(group), pattern, 0, 2, 8};
+            EXPECT_EQ(board_.handle(request).error, 0);
+        }
+    }
+
+    std::int64_t now_{};
+    ScratchFolder folder_{};
+    board::Store store_{folder_.path()};
+    board::Board board_;
+    int times_forgotten_{};
+    board::Appliance appliance_{board_, store_, [this] { ++times_forgotten_; }};
+};
+
+TEST_F(BoardCommands, AnEquippedBoardHasItsAddressAndModelIndexInFlash)
+{
+    EXPECT_EQ(store_.ethernet_address(), (board::EthernetAddress{0x00, 0xC3, 0x02, 1, 2, 3}));
+    EXPECT_EQ(get("param.IO_number"), value("2"));
+    ask({{"command", "power-loss"}});
+    EXPECT_EQ(get("param.IO_number"), value("2"));
+}
+
+TEST_F(BoardCommands, WhatIsNoRequestIsAnsweredInOneLine)
+{
+    const json no_object = refused(R"(a request is one JSON object on one line, such as {"command":"show"})");
+    for (const char *line : {"", "junk", "[]", "\"show\"", "{\"command\":", "\xff\xfe", "{} {}"})
+        EXPECT_EQ(answer(appliance_, line).reply, no_object) << line;
+    EXPECT_EQ(ask(json::object()), refused("\"command\" is missing"));
+    EXPECT_EQ(ask({{"command", 7}}), refused("\"command\" has the wrong type"));
+    EXPECT_EQ(
+        ask({{"command", "explode"}}),
+        refused(
+            "no command \"explode\"; there are show, events, power-loss, power-up, faults, fault, get, set"));
+    EXPECT_EQ(ask({{"command", "get"}}), refused("\"key\" is missing"));
+    EXPECT_EQ(ask({{"command", "events"}, {"since", "x"}}), refused("\"since\" has the wrong type"));
+    EXPECT_EQ(ask({{"command", "fault"}, {"name", "i2c-stuck"}, {"on", "on"}}),
+              refused("\"on\" has the wrong type"));
+}
+
+TEST_F(BoardCommands, ShowDescribesTheBoard)
+{
+    switch_relays(0x01, 0x00);
+    board_.set_controller(300, 17);
+    store_.set("SPI_buf_1", "fe");
+    const json shown = ask({{"command", "show"}}).at("board");
+    EXPECT_EQ(shown.at("model"), json::parse(R"({"code":"00C302","index":2,"name":"VOLTARA 7302"})"));
+    EXPECT_EQ(shown.at("power"), true);
+    EXPECT_EQ(shown.at("latching"), true);
+    EXPECT_EQ(shown.at("outlets").size(), 8U);
+    EXPECT_EQ(shown.at("outlets").at(0),
+              json::parse(R"({"outlet":1,"live":true,"closed":true,"led":false})"));
+    EXPECT_EQ(shown.at("outlets").at(1),
+              json::parse(R"({"outlet":2,"live":false,"closed":false,"led":false})"));
+    EXPECT_EQ(shown.at("beeper"), false);
+    EXPECT_EQ(shown.at("expanders"), json::parse(R"({"34":15,"36":15})"));
+    EXPECT_EQ(shown.at("controller"), json::parse("[[1,0],[300,17]]"));
+    EXPECT_EQ(shown.at("gpio").size(), 3U);
+    EXPECT_EQ(shown.at("offmask"), "fe");
+    EXPECT_EQ(shown.at("faults"), json::array());
+    EXPECT_EQ(shown.at("params"), json::parse(R"({"IO_number":"2","SPI_buf_1":"fe"})"));
+}
+
+TEST_F(BoardCommands, ContactsLedsAndStatesAreGivenInWords)
+{
+    switch_relays(0x05, 0x40);
+    EXPECT_EQ(get("contacts"), value("on on off off off off off on"));
+    EXPECT_EQ(get("leds"), value("dark dark dark dark dark dark dark dark"));
+    EXPECT_EQ(get("power"), value("on"));
+    EXPECT_EQ(get("beeper"), value("off"));
+    EXPECT_EQ(get("model"), value("00C302"));
+    EXPECT_EQ(get("offmask"), value(""));
+}
+
+TEST_F(BoardCommands, WithoutMainsAClosedContactDeliversNothing)
+{
+    switch_relays(0x01, 0x00);
+    EXPECT_EQ(ask({{"command", "power-loss"}}), done());
+    EXPECT_EQ(get("power"), value("off"));
+    EXPECT_EQ(get("contacts"), value("off off off off off off off off"));
+    EXPECT_EQ(ask({{"command", "show"}}).at("board").at("outlets").at(0).at("closed"), true);
+    EXPECT_EQ(ask({{"command", "power-up"}}), done());
+    EXPECT_EQ(get("contacts"), value("on off off off off off off off"));
+}
+
+TEST_F(BoardCommands, PowerLossForgetsWhatWasNotCommitted)
+{
+    set("param.default_status_PX", "2;2");
+    store_.commit();
+    set("param.SPI_buf_1", "f");
+    EXPECT_EQ(ask({{"command", "power-loss"}}), done());
+    EXPECT_EQ(get("param.default_status_PX"), value("2;2"));
+    EXPECT_EQ(get("param.SPI_buf_1"), value(""));
+    EXPECT_EQ(times_forgotten_, 1);
+}
+
+TEST_F(BoardCommands, InputLinesCanBeSetFromOutside)
+{
+    for (const char *line : {"line.0", "line.31", "line.32", "line.95"}) {
+        EXPECT_EQ(set(line, "low"), done());
+        EXPECT_EQ(get(line), value("low")) << line;
+        EXPECT_EQ(set(line, "high"), done());
+        EXPECT_EQ(get(line), value("high")) << line;
+    }
+    EXPECT_EQ(set("line.96", "high"), refused("line.N needs N of 0 to 95"));
+    EXPECT_EQ(set("line.", "high"), refused("line.N needs N of 0 to 95"));
+    EXPECT_EQ(set("line.1x", "high"), refused("line.N needs N of 0 to 95"));
+    EXPECT_EQ(set("line.1", "up"), refused("line.N takes high or low"));
+}
+
+TEST_F(BoardCommands, ControllerRegistersTakeDecimalAndHexadecimalBytes)
+{
+    EXPECT_EQ(set("controller.1", "15"), done());
+    EXPECT_EQ(get("controller.1"), value("15"));
+    EXPECT_EQ(set("controller.1023", "0xfE"), done());
+    EXPECT_EQ(get("controller.1023"), value("254"));
+    for (const char *wrong : {"256", "-1", "0x100", "0x", "", "1;2"})
+        EXPECT_EQ(set("controller.1", wrong), refused("controller.N takes 0 to 255, or 0x00 to 0xff"))
+            << wrong;
+    EXPECT_EQ(get("controller.1024"), refused("controller.N needs N of 0 to 1023"));
+}
+
+TEST_F(BoardCommands, ScanAnswersComeOneByOneAndTheLastStays)
+{
+    board::Request scan;
+    scan.device = board::Device::i2c;
+    scan.number = 18;
+    EXPECT_EQ(set("scan", "40,4e"), done());
+    EXPECT_EQ(board_.handle(scan).data.at(0), 0x40);
+    EXPECT_EQ(board_.handle(scan).data.at(0), 0x4E);
+    EXPECT_EQ(board_.handle(scan).data.at(0), 0x4E);
+    for (const char *wrong : {"", "40,", ",40", "100", "4G", "40 4E"})
+        EXPECT_EQ(set("scan", wrong),
+                  refused("scan takes hexadecimal bytes with commas between them, such as 40,4E"))
+            << wrong;
+}
+
+TEST_F(BoardCommands, ParametersAreReadAndWrittenLive)
+{
+    EXPECT_EQ(set("param.a.b", "1;2"), done());
+    EXPECT_EQ(get("param.a.b"), value("1;2"));
+    EXPECT_EQ(store_.get("a.b"), "1;2");
+    EXPECT_EQ(get("param.missing"), value(""));
+    EXPECT_EQ(set("param.", "x"), board::refusal_reply("the parameter store refused the value", false));
+}
+
+TEST_F(BoardCommands, WrongKeysAreAnsweredWithTheRightOnes)
+{
+    const std::string to_get =
+        "line.N, controller.N, param.KEY, contacts, leds, offmask, power, beeper, model";
+    EXPECT_EQ(get("nothing"), refused("no key \"nothing\" to get; there are " + to_get));
+    EXPECT_EQ(get("line"), refused("no key \"line\" to get; there are " + to_get));
+    EXPECT_EQ(get("power.1"), refused("no key \"power.1\" to get; there are " + to_get));
+    EXPECT_EQ(get("scan"), refused("no key \"scan\" to get; there are " + to_get));
+    EXPECT_EQ(set("contacts", "on"),
+              refused("no key \"contacts\" to set; there are line.N, controller.N, param.KEY, scan"));
+}
+
+TEST_F(BoardCommands, EveryFaultCanBeSwitchedAndIsListed)
+{
+    for (const std::string &name : board::Board::fault_names()) {
+        EXPECT_EQ(fault(name, true), done());
+        EXPECT_EQ(ask({{"command", "faults"}}).at("faults").at(name), true);
+        EXPECT_EQ(ask({{"command", "show"}}).at("board").at("faults"), json::array({name}));
+        EXPECT_EQ(fault(name, false), done());
+    }
+    const json faults = ask({{"command", "faults"}}).at("faults");
+    EXPECT_EQ(faults.size(), board::Board::fault_names().size());
+    const std::string error = fault("gremlins", true).at("error");
+    EXPECT_TRUE(error.starts_with("no fault \"gremlins\"; there are ")) << error;
+}
+
+TEST_F(BoardCommands, TheEthernetAddressFaultErasesTheAddressAndItsEndBringsItBack)
+{
+    fault("ethernet-address", true);
+    EXPECT_EQ(store_.ethernet_address(), std::nullopt);
+    fault("ethernet-address", false);
+    EXPECT_EQ(store_.ethernet_address(), (board::EthernetAddress{0x00, 0xC3, 0x02, 1, 2, 3}));
+}
+
+TEST_F(BoardCommands, EventsComeAfterTheNumberAskedForAndInPages)
+{
+    board_.timeline().clear();
+    const std::uint64_t before = [&] {
+        board_.timeline().add(0, "log", "first", "");
+        return board_.timeline().events().back().sequence;
+    }();
+    for (int i = 0; i < 1500; ++i)
+        board_.timeline().add(7, "log", "test", std::to_string(i));
+    const json first = ask({{"command", "events"}, {"since", before}});
+    ASSERT_EQ(first.at("events").size(), 1000U);
+    EXPECT_EQ(first.at("more"), true);
+    EXPECT_EQ(first.at("events").at(0).at("detail"), "0");
+    EXPECT_EQ(first.at("events").at(0).at("pid"), 7);
+    const json rest = ask({{"command", "events"}, {"since", first.at("events").back().at("sequence")}});
+    EXPECT_EQ(rest.at("events").size(), 500U);
+    EXPECT_EQ(rest.at("more"), false);
+    EXPECT_EQ(rest.at("events").at(0).at("detail"), "1000");
+}
+
+TEST_F(BoardCommands, APageOfLongEventsIsShort)
+{
+    for (int i = 0; i < 10; ++i)
+        board_.timeline().add(0, "log", "test", std::string(100'000, 'x'));
+    const json page = ask({{"command", "events"}});
+    EXPECT_LT(page.at("events").size(), 10U);
+    EXPECT_EQ(page.at("more"), true);
+}
+
+TEST_F(BoardCommands, AFollowerFollowsOnceItHasTheLastPage)
+{
+    const std::string follow = R"({"command":"events","follow":true})";
+    EXPECT_TRUE(answer(appliance_, follow).follow);
+    EXPECT_FALSE(answer(appliance_, R"({"command":"events"})").follow);
+    EXPECT_FALSE(answer(appliance_, R"({"command":"show","follow":true})").follow);
+    for (int i = 0; i < 1500; ++i)
+        board_.timeline().add(0, "log", "test", "");
+    EXPECT_FALSE(answer(appliance_, follow).follow);
+}
+
+TEST_F(BoardCommands, TextThatIsNoUtf8IsGivenWithReplacementCharacters)
+{
+    store_.set("SPI_buf_1", "\xff");
+    EXPECT_EQ(board::to_line(get("offmask")), "{\"ok\":true,\"value\":\"\xef\xbf\xbd\"}\n");
+}
+
+class UnknownBoard : public BoardCommands
+{
+  protected:
+    UnknownBoard() : BoardCommands(0) {}
+};
+
+TEST_F(UnknownBoard, HasNoOutletsAndNoLeds)
+{
+    EXPECT_EQ(get("contacts"), value(""));
+    EXPECT_EQ(get("model"), value("000000"));
+    const json shown = ask({{"command", "show"}}).at("board");
+    EXPECT_EQ(shown.at("outlets"), json::array());
+    EXPECT_EQ(shown.at("expanders"), json::object());
+    EXPECT_EQ(shown.at("wifi_led"), nullptr);
+}
+
+} // namespace plexor::tests

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "board/daemon/panel_text.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+#include <string>
+
+namespace plexor::tests
+{
+
+using nlohmann::json;
+
+json small_board()
+{
+    return json::parse(R"({
+        "model": {"code": "00C309", "index": 8, "name": "VOLTARA 7309"},
+        "power": true, "latching": true, "beeper": false, "wifi_led": null, "usb_led": null,
+        "outlets": [{"outlet": 1, "live": true, "closed": true, "led": true},
+                    {"outlet": 2, "live": false, "closed": false, "led": false}],
+        "expanders": {}, "controller": [[1, 2]], "offmask": "2", "faults": []})");
+}
+
+std::size_t columns(const std::string &line)
+{
+    const auto is_start = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; };
+    return static_cast<std::size_t>(std::count_if(line.begin(), line.end(), is_start));
+}
+
+void expect_every_line_80_columns_wide(const std::string &picture)
+{
+    std::istringstream lines(picture);
+    for (std::string line; std::getline(lines, line);)
+        EXPECT_EQ(columns(line), 80U) << line;
+}
+
+TEST(PanelText, ShowsASmallBoardLikeThis)
+{
+    EXPECT_EQ("\n" + board::draw_panel(small_board(), false), R"(
+╭─ VOLTARA 7309 · 00C309 · model 8 · latching relays ──────────────────────────╮
+│ power on      beeper off      off mask 2                                     │
+├──────────────────────────────────────────────────────────────────────────────┤
+│   ╭─ 1 ─╮  ╭─ 2 ─╮                                                           │
+│   │ ON  │  │ off │                                                           │
+│   │  ●  │  │  ○  │                                                           │
+│   ╰─────╯  ╰─────╯                                                           │
+├──────────────────────────────────────────────────────────────────────────────┤
+│ board controller    [1]=02                                                   │
+╰──────────────────────────────────────────────────────────────────────────────╯
+)");
+}
+
+TEST(PanelText, ShowsWhatAnEightOutletBoardHasBesides)
+{
+    json shown = small_board();
+    shown["latching"] = false;
+    shown["power"] = false;
+    shown["beeper"] = true;
+    shown["wifi_led"] = true;
+    shown["usb_led"] = false;
+    shown["expanders"] = {{"34", 13}, {"36", 15}};
+    shown["faults"] = {"i2c-stuck", "gpio-fails"};
+    shown["offmask"] = "";
+    shown["outlets"][0]["live"] = false;
+    const std::string picture = board::draw_panel(shown, false);
+    for (const char *part :
+         {"ordinary relays", "no power", "beeper on ♪", "off mask not set", "Wi-Fi ●", "USB ○", "│(on) │",
+          "LED expanders       0x34 = 0D  0x36 = 0F", "faults              i2c-stuck  gpio-fails"})
+        EXPECT_NE(picture.find(part), std::string::npos) << part << picture;
+    expect_every_line_80_columns_wide(picture);
+}
+
+TEST(PanelText, OutletsWithoutLedsAreDrawnWithoutLamps)
+{
+    json shown = small_board();
+    for (json &outlet : shown["outlets"])
+        outlet["led"] = nullptr;
+    const std::string picture = board::draw_panel(shown, false);
+    EXPECT_EQ(picture.find("●"), std::string::npos);
+    EXPECT_EQ(std::count(picture.begin(), picture.end(), '\n'), 9);
+}
+
+TEST(PanelText, ABoardThatIsNotKnownHasNoOutlets)
+{
+    json shown = small_board();
+    shown["outlets"] = json::array();
+    EXPECT_NE(board::draw_panel(shown, false).find("no outlets"), std::string::npos);
+}
+
+TEST(PanelText, ManyRegistersTakeAtMostFourRowsAndTheRestIsCounted)
+{
+    json shown = small_board();
+    for (int reg = 256; reg < 1024; ++reg)
+        shown["controller"].push_back({reg, reg % 256});
+    const std::string picture = board::draw_panel(shown, false);
+    expect_every_line_80_columns_wide(picture);
+    EXPECT_EQ(std::count(picture.begin(), picture.end(), '\n'), 13);
+    const auto listed = std::count(picture.begin(), picture.end(), '[');
+    EXPECT_NE(picture.find(" " + std::to_string(769 - listed) + " more"), std::string::npos) << picture;
+}
+
+TEST(PanelText, AParameterCannotSendCodesToTheTerminalOrBreakTheFrame)
+{
+    json shown = small_board();
+    shown["offmask"] = "\x1b[2J" + std::string(500, 'x');
+    const std::string picture = board::draw_panel(shown, false);
+    EXPECT_EQ(picture.find('\x1b'), std::string::npos);
+    expect_every_line_80_columns_wide(picture);
+}
+
+TEST(PanelText, ColoursChangeNoText)
+{
+    const std::string coloured = board::draw_panel(small_board(), true);
+    std::string plain;
+    for (std::size_t i = 0; i < coloured.size(); ++i)
+        if (coloured[i] == '\x1b')
+            i = coloured.find('m', i);
+        else
+            plain += coloured[i];
+    EXPECT_EQ(plain, board::draw_panel(small_board(), false));
+    EXPECT_NE(coloured.find("\x1b[32m●"), std::string::npos);
+}
+
+} // namespace plexor::tests

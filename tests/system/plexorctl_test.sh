@@ -1,0 +1,458 @@
+#!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
+# plexorctl and plexord on virtual boards: every command, what it says, what the board does, and how it fails.
+# Takes no arguments; PLEXOR_BUILD names the build to test.
+set -u
+
+here=$(dirname "$(realpath "$0")")
+checks=0
+failures=0
+out=
+err=
+status=0
+
+# --- the little language ---
+
+wrong() { # WHAT...
+    failures=$((failures + 1))
+    printf 'FAILED: %s\n  status %s\n  output: %s\n  error:  %s\n' "$*" "$status" "$out" "$err" >&2
+}
+
+run() { # COMMAND...
+    checks=$((checks + 1))
+    out=$("$@" 2>"$scratch/error")
+    status=$?
+    err=$(<"$scratch/error")
+}
+
+lines_in() { # FILE
+    wc -l <"$1"
+}
+
+# Succeeds, prints just this text (a pattern) and nothing on standard error.
+prints() { # TEXT COMMAND...
+    local text=$1
+    shift
+    run "$@"
+    # shellcheck disable=SC2053 # a pattern is wanted
+    [[ $status -eq 0 && $out == $text && ! $err ]] || wrong "prints '$text': $*"
+}
+
+# Prints one line of JSON for which the filter is true.
+json() { # FILTER ARGUMENT...
+    local filter=$1
+    shift
+    run plexorctl --json "$@"
+    if [[ $status -ne 0 || $err || $out == *$'\n'* ]] || ! jq -e "$filter" >/dev/null <<<"$out"; then
+        wrong "--json with $filter: $*"
+    fi
+}
+
+# Ends with this status, no result, and one line on standard error that has this text (a pattern).
+refused() { # STATUS TEXT COMMAND...
+    local wanted=$1 text=$2
+    shift 2
+    run "$@"
+    # shellcheck disable=SC2053
+    [[ $status -eq $wanted && ! $out && $err == $text && $(lines_in "$scratch/error") -eq 1 ]] ||
+        wrong "ends with $wanted and '$text': $*"
+}
+
+# What the board's contacts, LEDs or lines really do, as the outside world sees them.
+on_board() { # EXPECTED FILTER
+    run boardctl show --json
+    local seen
+    seen=$(jq -rc "$2" <<<"$out" 2>&1)
+    [[ $status -eq 0 && $seen == "$1" ]] || wrong "board shows '$seen' and not '$1' for $2"
+}
+
+contacts() { # WORD... on or off for each outlet
+    on_board "$*" '[.outlets[].closed | if . then "on" else "off" end] | join(" ")'
+}
+
+leds() { # WORD...
+    on_board "$*" '[.outlets[].led | if . then "on" else "off" end] | join(" ")'
+}
+
+usage() { # TEXT ARGUMENT...
+    local text=$1
+    shift
+    refused 2 "plexorctl: $text" plexorctl "$@"
+}
+
+fails() { # TEXT ARGUMENT...
+    local text=$1
+    shift
+    refused 1 "plexorctl: $text" plexorctl "$@"
+}
+
+fault() { # NAME on|off
+    run boardctl fault "$1" "$2"
+    [[ $status -eq 0 ]] || wrong "boardctl fault $1 $2"
+}
+
+outlets() { # WORD... as plexorctl prints them
+    local number=0 word
+    for word in "$@"; do
+        number=$((number + 1))
+        printf 'Outlet %d  %s\n' "$number" "$word"
+    done
+}
+
+# --- what holds on every board ---
+
+help_at_each_level() {
+    local path
+    prints '*plexorctl*outlet list*param commit*--json*Exit status*' plexorctl --help
+    prints '*outlet on N*outlet default*' plexorctl outlet --help
+    for path in info 'outlet all' 'led wifi' beep 'gpio dir' 'i2c write' 'param list'; do
+        # shellcheck disable=SC2086 # words of the command
+        prints "usage: plexorctl ?options? $path*" plexorctl $path --help
+    done
+    prints 'plexorctl [0-9]*.[0-9]*.[0-9]*' plexorctl --version
+    json '.version | test("^[0-9.]+$")' --version
+    json '(.commands | length) == 22 and ([.options[].name] | index("json") != null)' --help
+    prints 'plexord [0-9]*.[0-9]*.[0-9]*' plexord --version
+    prints '*plexord*--boot*' plexord --help
+    usage "unknown command 'foo'; accepted: info, outlet, *" foo --help
+}
+
+wrong_words_are_told_in_one_line() {
+    usage 'a command is missing; accepted: info, outlet, led, beep, gpio, i2c, param'
+    usage "unknown command 'foo'; accepted: info, *" foo
+    usage 'outlet needs another word; accepted: list, on, off, all, set, default' outlet
+    usage "unknown command 'outlet foo'; accepted after outlet: list, *" outlet foo
+    usage '0 arguments given; accepted: plexorctl outlet on N' outlet on
+    usage '2 arguments given; accepted: plexorctl outlet on N' outlet on 1 2
+    usage '1 argument given; accepted: plexorctl info' info now
+    usage "'--foo' is no option; accepted: --json, *" --foo
+    usage "'-x' is no option; accepted: --json, *" outlet list -jx
+    usage "'--json=1' is no option; accepted: --json, *" --json=1 info
+    usage "'1?2' is no outlet; accepted: 1 to 8" outlet on $'1\n2'
+    refused 2 'plexord: usage: *' plexord
+    refused 2 'plexord: usage: *' plexord --foo
+    refused 2 'plexord: usage: *' plexord --boot now
+}
+
+wrong_values_are_told_in_one_line() {
+    local word
+    for word in 0 9 x 1x ' 1' '' 0x 0x9 4294967297; do
+        usage "'$word' is no outlet; accepted: 1 to 8" outlet on "$word"
+    done
+    usage "'-1' is no outlet; accepted: 1 to 8" outlet off -- -1
+    usage "'256' is no mask; accepted: 0 to 0xFF, on, off" outlet all 256
+    for word in '' 1 '1=on,' ',1=on' '1=on,1=off' 9=on 1=ON 1==on; do
+        usage "'$word' is no list of outlets; accepted: 1=on,2=off*" outlet set "$word"
+    done
+    usage "'maybe' is no start-up state; accepted: off, on, last" outlet default maybe
+    usage "'9' is no outlet; accepted: 1 to 8" led outlet 9 on
+    usage "'dim' is no LED state; accepted: on, off" led outlet 1 dim
+    usage "'0x100' is no mask; accepted: 0 to 0xFF" led all 0x100
+    usage "'1' is no LED state; accepted: on, off" led wifi 1
+    usage "'1' is no LED state; accepted: on, off" led usb 1
+    usage "'5' is no beep pattern; accepted: 0 to 4" beep 5
+    usage "'3' is no GPIO group; accepted: 0, 1, 2" gpio read 3
+    usage "'0x100000000' is no bank word; accepted: *" gpio write 0 0x100000000
+    usage "'96' is no GPIO line; accepted: 0 to 95" gpio dir 96 in
+    usage "'up' is no direction; accepted: in, out" gpio dir 5 up
+    usage "'0xA1' is no I2C device; accepted: *" i2c read 0xA1 1 1
+    usage "'65536' is no register; accepted: *" i2c read 0xA0 65536 1
+    usage "'65' is no length; accepted: 1 to 64" i2c read 0xA0 1 65
+    usage "'256' is no byte; accepted: 0 to 0xFF" i2c write 0xA0 1 1 256
+    usage "'a b' is no key; accepted: *" param get 'a b'
+    usage "'' is no key; accepted: *" param set '' 1
+    usage 'the value of Login is refused; accepted: *' param set Login $'a\nb'
+    usage 'the value of Login is refused; accepted: *' param set Login "$(printf 'x%.0s' {1..512})"
+}
+
+results_that_cannot_be_written_are_a_failure() {
+    run bash -c 'plexorctl outlet list >/dev/full'
+    [[ $status -eq 1 && $err == 'plexorctl: the results cannot be written: '* ]] || wrong 'a full device is told'
+}
+
+the_library_is_heard_on_request_only() {
+    prints 'Outlet 1  on' env PLEXOR_DEBUG_LOG=/dev/stderr plexorctl outlet on 1
+    run env PLEXOR_DEBUG_LOG=/dev/stderr plexorctl --verbose outlet on 1
+    [[ $status -eq 0 && $out == 'Outlet 1  on' && $err == *'index:0 value:1 '* ]] || wrong 'the debug print is heard'
+    fault gpio-absent on
+    run plexorctl -v gpio read 0
+    [[ $status -eq 1 && ! $out && $err == $'/dev/gpio: '*$'\nplexorctl: /dev/gpio is missing'* ]] ||
+        wrong 'what the library says of a failure is heard'
+    fault gpio-absent off
+}
+
+parameters_are_kept() {
+    prints '' plexorctl param get Login
+    prints '' plexorctl param set Login 'a b;c'
+    prints 'a b;c' plexorctl param get Login
+    prints '*Login=a b;c*' plexorctl param list
+    json '.key == "Login" and .value == "a b;c"' param get Login
+    json '.parameters | any(.key == "Login" and .value == "a b;c" and (.meaning | length) > 0)' param list
+    prints '' plexorctl param set schedule29t '000;000'
+    prints '' plexorctl param set CDC_type_8 8870
+    json '[.parameters[].key] | index("schedule29t") != null and index("CDC_type_8") != null' param list
+    prints '' plexorctl param set Key_of_nobody 1
+    json '[.parameters[].key] | index("Key_of_nobody") == null' param list
+    json '.value == "-5"' param set -- Login -5
+    prints '' plexorctl param commit
+    json '.committed == true' param commit
+}
+
+json_escapes_what_a_parameter_holds() {
+    json '.value == "q\" b\\ s/ ü € 😀"' param set Login 'q" b\ s/ ü € 😀'
+    json '.value == "�x��"' param set Login $'\xffx\xc3\xed'
+    json '.value == "��"' param set Login $'\xc0\xaf' # an overlong form
+    prints '' plexorctl param set Login ''
+}
+
+# --- one board each ---
+
+eight_latching_outlets() {
+    prints '' plexorctl param set IO_number 0
+    fails 'not booted: the parameter IO_number is 0 and the board is model 2; run plexord --boot' outlet on 1
+    prints '' plexorctl param set default_status_PX '1;0;1;0;0;0;0;1'
+    prints 'plexord: VOLTARA 7302: 8 outlets, latching relays, restored: on off on off off off off on' plexord --boot
+    contacts on off on off off off off on
+    prints 2 plexorctl param get IO_number
+    json '.model == "VOLTARA 7302" and .index == 2 and .outlets == 8 and .relays == "latching"' info
+    json '.io == {"first":1,"inputs":0,"outputs":0} and .io_number == 2 and .tick_ms > 0' info
+    json '.time | test("sec")' info
+    prints '*VOLTARA 7302 (index 2)*8*latching*' plexorctl info
+    switching_eight
+    start_up_states_of_eight
+    indicators_of_eight
+    buses
+    failures_of_eight
+}
+
+switching_eight() {
+    prints 'Outlet 2  on' plexorctl outlet on 2
+    contacts on on on off off off off on
+    prints 'Outlet 8  off' plexorctl outlet off 8
+    contacts on on on off off off off off
+    leds on on on off off off off off
+    json '.outlets == [{"outlet":3,"state":"off"}]' outlet off 3
+    prints "$(outlets on on off off off off off off)" plexorctl outlet list
+    json '[.outlets[].state] == ["on","on","off","off","off","off","off","off"]' outlet list
+    prints "$(outlets on off on off off off off on)" plexorctl outlet all 0x85
+    contacts on off on off off off off on
+    prints "$(outlets off off off off off off off off)" plexorctl outlet all off
+    contacts off off off off off off off off
+    json '.outlets | length == 8 and all(.state == "on")' outlet all on
+    contacts on on on on on on on on
+    prints $'Outlet 1  off\nOutlet 8  off' plexorctl outlet set 8=off,1=off
+    contacts off on on on on on on off
+    prints 'Outlet 5  off' plexorctl outlet set 5=off
+    prints "$(outlets off on on on off on on off)" plexorctl outlet list
+    contacts off on on on off on on off
+    leds off on on on off on on off
+}
+
+start_up_states_of_eight() {
+    prints "$(outlets on off on off off off off on)" plexorctl outlet default
+    prints "$(outlets last last last last last last last last)" plexorctl outlet default last
+    prints '2;2;2;2;2;2;2;2' plexorctl param get default_status_PX
+    json '[.outlets[].state] == ["on","off","last","on","off","last","on","off"]' \
+        outlet default on off last on off last on off
+    usage '2 start-up states given; accepted: one for all, or 8' outlet default on off
+    prints "$(outlets last last last last last last last last)" plexorctl outlet default last
+    prints "$(outlets off on off on off on off on)" plexorctl outlet all 0xAA
+    run boardctl power-loss
+    run boardctl power-up
+    prints 'plexord: VOLTARA 7302: *restored: off on off on off on off on' plexord --boot
+    contacts off on off on off on off on
+}
+
+indicators_of_eight() {
+    prints 'led1 on' plexorctl led outlet 1 on
+    leds on on off on off on off on
+    json '. == {"led8":"off"}' led outlet 8 off
+    leds on on off on off on off off
+    prints 'lit 0x81' plexorctl led all 0x81
+    leds on off off off off off off on
+    prints 'wifi on' plexorctl led wifi on
+    on_board true .wifi_led
+    prints 'wifi off' plexorctl led wifi off
+    on_board false .wifi_led
+    json '. == {"usb":"on"}' led usb on
+    on_board true .usb_led
+    prints '' plexorctl beep 1
+    json '. == {"pattern":0}' beep 0
+    on_board false .beeper
+}
+
+buses() {
+    prints 'group 0: 0x????????' plexorctl gpio read 0
+    prints 'line 70: out' plexorctl gpio dir 70 out
+    json '. == {"line":71,"direction":"out"}' gpio dir 71 out
+    prints 'group 2: 0x00000040' plexorctl gpio write 2 0x40
+    json '.group == 2 and (.levels / 64 | floor) % 4 == 1' gpio read 2
+    on_board true '(.gpio[2].levels / 64 | floor) % 4 == 1 and .gpio[2].outputs == 192'
+    prints 'line 70: in' plexorctl gpio dir 70 in
+    on_board 128 '.gpio[2].outputs'
+    prints '01 AB FF' plexorctl i2c write 0xA0 320 1 0xab 255
+    prints '01 AB FF 00' plexorctl i2c read 160 0x140 4
+    json '. == {"device":160,"register":321,"bytes":[171,255]}' i2c read 0xA0 321 2
+    on_board '[[320,1],[321,171],[322,255]]' '[.controller[] | select(.[0] >= 320)]'
+    run boardctl set scan 4E
+    prints 'LCD adapter at 0x4E' plexorctl i2c scan
+    json '. == {"lcd_adapter":true,"answer":78}' i2c scan
+    run boardctl set scan A0
+    prints 'no LCD adapter; last answer 0xA0' plexorctl i2c scan
+}
+
+failures_of_eight() {
+    prints '*' plexorctl outlet all on
+    fault relays-absent on
+    fails 'the outlets were not switched: /dev/spiS0 is missing' outlet off 1
+    fails 'the outlets were not switched: /dev/spiS0 is missing' outlet all off
+    fails 'the outlets were not switched: /dev/spiS0 is missing' outlet set 1=off
+    refused 1 'plexord: the outlets were not set: /dev/spiS0 is missing' plexord --boot
+    contacts on on on on on on on on
+    fault relays-absent off
+    prints '*' plexorctl outlet all on
+    fault i2c-absent on
+    fails 'the I2C bus cannot be opened: /dev/i2cM0 is missing' i2c read 0xA0 1 1
+    fails 'the I2C bus cannot be opened: /dev/i2cM0 is missing' i2c scan
+    fails 'the I2C bus cannot be opened: /dev/i2cM0 is missing' led outlet 1 on
+    refused 1 'plexord: the I2C bus cannot be opened: /dev/i2cM0 is missing' plexord --boot
+    fault i2c-absent off
+    local name
+    for name in gpio-absent gpio-fails; do
+        fault "$name" on
+        fails '/dev/gpio is missing or refused the request' gpio read 0
+        fails '/dev/gpio is missing or refused the request' gpio write 2 0
+        fails '/dev/gpio is missing or refused the request' gpio dir 70 in
+        fails "the beeper's line cannot be driven: *" beep 1
+        fails 'the GPIO lines cannot be read: *' led wifi on
+        fails 'the GPIO lines cannot be read: *' info
+        refused 1 'plexord: the GPIO lines cannot be read: *' plexord --boot
+        fault "$name" off
+    done
+    fault ethernet-address on
+    fails 'the Ethernet address that names the board cannot be read from flash' info
+    refused 1 'plexord: the Ethernet address *' plexord --boot
+    fault ethernet-address off
+}
+
+four_ordinary_outlets() {
+    prints 'plexord: VOLTARA 7335: 4 outlets, ordinary relays, restored: off off off off' plexord --boot
+    json '.relays == "ordinary" and .outlets == 4' info
+    prints 'Outlet 4  on' plexorctl outlet on 4
+    contacts off off off on
+    usage 'no such outlet: this board has outlets 1 to 4' outlet on 5
+    usage 'no such outlet: this board has outlets 1 to 4' outlet all 0x10
+    usage 'no such outlet: this board has outlets 1 to 4' outlet set 1=on,5=on
+    usage 'no such outlet: this board has outlets 1 to 4' led outlet 5 on
+    prints "$(outlets on on on on)" plexorctl outlet all on
+    contacts on on on on
+    prints 'Outlet 2  off' plexorctl outlet set 2=off
+    contacts on off on on
+    prints "$(outlets on off on on)" plexorctl outlet list
+    prints 'lit 0x06' plexorctl led all 6
+    leds off on on off
+    prints 'led1 on' plexorctl led outlet 1 on
+    leds on on on off
+    fails 'this board has no Wi-Fi LED' led wifi on
+    fails 'this board has no USB LED' led usb on
+    prints "$(outlets on on on on)" plexorctl outlet default on
+    prints '1;1;1;1;0;0;0;0' plexorctl param get default_status_PX
+}
+
+two_outlets() {
+    prints 'plexord: VOLTARA 7309: 2 outlets, latching relays, restored: off off' plexord --boot
+    prints $'Outlet 1  on\nOutlet 2  on' plexorctl outlet all 3
+    contacts on on
+    prints 'Outlet 1  off' plexorctl outlet off 1
+    contacts off on
+    usage 'no such outlet: this board has outlets 1 to 2' outlet on 3
+    prints 'led2 off' plexorctl led outlet 2 off
+    leds on off
+}
+
+gpio_driven_outlets() {
+    prints '' plexorctl param set default_status_PX1 '1;0;1;0;1;0;1;0'
+    prints 'plexord: VOLTARA 7347: 8 outlets, GPIO-driven relays, restored: on off on off on off on off' plexord --boot
+    contacts on off on off on off on off
+    prints 'Outlet 8  on' plexorctl outlet on 8
+    contacts on off on off on off on on
+    prints "$(outlets off off off off off on on on)" plexorctl outlet all 0xE0
+    contacts off off off off off on on on
+    prints $'Outlet 1  on\nOutlet 7  off' plexorctl outlet set 1=on,7=off
+    contacts on off off off off on off on
+    prints "$(outlets on off off off off on off on)" plexorctl outlet list
+    usage "'last' is no start-up state of this board; accepted: off, on" outlet default last
+    prints "$(outlets off on off on off on off on)" plexorctl outlet default off on off on off on off on
+    prints '0;1;0;1;0;1;0;1' plexorctl param get default_status_PX1
+    fails 'this board has no outlet LEDs of its own: *' led outlet 1 on
+    fails 'this board has no outlet LEDs of its own: *' led all 1
+    contacts on off off off off on off on
+    fault gpio-absent on
+    fails 'the GPIO lines cannot be read: *' outlet on 2
+    fails 'the GPIO lines cannot be read: *' outlet list
+    fault gpio-absent off
+    contacts on off off off off on off on
+}
+
+unknown_board() {
+    prints '' plexorctl param set IO_number 7
+    fails 'unknown board: no model has this Ethernet address' info
+    fails 'unknown board: no model has this Ethernet address' outlet list
+    refused 1 'plexord: unknown board: no model has this Ethernet address' plexord --boot
+    prints 7 plexorctl param get IO_number
+}
+
+inside() { # SCENARIO...
+    [[ ${PLEXOR_APPLIANCE:-} == board ]] || {
+        echo "plexorctl_test: --inside is for plexor-run" >&2
+        exit 2
+    }
+    scratch=$(mktemp -d)
+    local scenario
+    for scenario in "$@"; do
+        "$scenario"
+    done
+    rm -rf "$scratch"
+    echo "$*: $checks checks, $failures failed"
+    [[ $checks -gt 0 && $failures -eq 0 ]]
+}
+
+# --- outside ---
+
+on_a() { # MODEL RELAYS SCENARIO...
+    local options=(--model "$1")
+    [[ $2 == latching ]] && options+=(--latching)
+    shift 2
+    "$here/../../board/plexor-run" "${options[@]}" -- bash "$here/plexorctl_test.sh" --inside "$@" ||
+        failures=$((failures + 1))
+}
+
+needs_the_c_library_alone() {
+    local tool
+    for tool in plexorctl plexord; do
+        if readelf -d "$PLEXOR_BUILD/bin/$tool" | grep 'NEEDED.*libstdc++'; then
+            echo "FAILED: $tool needs the C++ library" >&2
+            failures=$((failures + 1))
+        fi
+    done
+}
+
+if [[ ${1:-} == --inside ]]; then
+    shift
+    inside "$@"
+    exit
+fi
+[[ -x ${PLEXOR_BUILD:?names the build to test}/bin/plexorctl ]] || {
+    echo "plexorctl_test: $PLEXOR_BUILD has no bin/plexorctl" >&2
+    exit 1
+}
+needs_the_c_library_alone
+on_a 00C302 latching eight_latching_outlets help_at_each_level wrong_words_are_told_in_one_line \
+    wrong_values_are_told_in_one_line results_that_cannot_be_written_are_a_failure \
+    the_library_is_heard_on_request_only parameters_are_kept \
+    json_escapes_what_a_parameter_holds
+on_a 00C335 ordinary four_ordinary_outlets
+on_a 00C309 latching two_outlets
+on_a 00C347 ordinary gpio_driven_outlets
+on_a 000000 ordinary unknown_board
+[[ $failures -eq 0 ]]
