@@ -38,7 +38,7 @@ void bare_device_access()
 // fault that no user of the segment can avoid.
 void bare_segment_access(bool touch)
 {
-    shmget(cache_key, cache_size, IPC_CREAT | IPC_EXCL | 0666);
+    static_cast<void>(shmget(cache_key, cache_size, IPC_CREAT | IPC_EXCL | 0666));
     const int id = shmget(cache_key, cache_size, 0666);
     auto *const segment = static_cast<volatile int *>(shmat(id, nullptr, 0));
     if (touch)
