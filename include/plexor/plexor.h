@@ -39,5 +39,6 @@
 #include <plexor/params.h>
 #include <plexor/process.h>
 #include <plexor/relay.h>
+#include <plexor/sense.h>
 
 #endif

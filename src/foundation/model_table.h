@@ -23,6 +23,8 @@ enum class LedPath : std::uint8_t {
     expander // I2C LED expanders
 };
 
+enum class Thermometer : std::uint8_t { none, board, external };
+
 struct Model {
     char name[16]; // in place: a pointer would cost a relocation at every start
     std::uint8_t outlets;
@@ -34,23 +36,34 @@ struct Model {
     std::uint8_t io_first;
     std::uint8_t inputs;
     std::uint8_t outputs;
+    Thermometer thermometer;
+    bool external_meter; // measures the current of all outlets together
 };
 
+namespace model_rows // where the rows can speak in short words
+{
+using enum RelayPath;
+using enum LedPath;
+using enum Thermometer;
+
 inline constexpr std::array<Model, 12> models{{
-    // name, outlets, relays, LEDs, beeper, Wi-Fi, USB, I/O: first, inputs, outputs
-    {"VOLTARA", 0, RelayPath::chain_4, LedPath::gpio_22, 0, false, false, 0, 0, 0},
-    {"VOLTARA 7341", 4, RelayPath::chain_4, LedPath::gpio_22, 45, true, false, 0, 0, 0},
-    {"VOLTARA 7302", 8, RelayPath::chain_8, LedPath::expander, 45, true, true, 1, 0, 0},
-    {"VOLTARA 7302S", 8, RelayPath::chain_8, LedPath::expander, 45, false, false, 0, 0, 0},
-    {"VOLTARA 7335", 4, RelayPath::chain_4, LedPath::gpio_22, 0, false, false, 0, 0, 0},
-    {"VOLTARA 7318A", 4, RelayPath::chain_4, LedPath::gpio_22, 0, false, false, 4, 4, 2},
-    {"VOLTARA 7318B", 4, RelayPath::chain_4, LedPath::gpio_22, 0, false, false, 4, 0, 0},
-    {"VOLTARA 7306", 4, RelayPath::chain_4, LedPath::gpio_22, 0, false, false, 0, 0, 0},
-    {"VOLTARA 7309", 2, RelayPath::chain_4, LedPath::gpio_40, 0, false, false, 0, 0, 0},
-    {"VOLTARA 7324", 2, RelayPath::chain_4, LedPath::gpio_40, 0, false, false, 0, 0, 0},
-    {"VOLTARA 7347", 8, RelayPath::gpio, LedPath::gpio_22, 0, true, false, 0, 0, 0},
-    {"VOLTARA 7352", 8, RelayPath::chain_8, LedPath::expander, 45, true, true, 1, 0, 0},
+    // name, outlets, relays, LEDs, beeper, Wi-Fi, USB, I/O: first, inputs, outputs,
+    // thermometer, external meter
+    {"VOLTARA", 0, chain_4, gpio_22, 0, false, false, 0, 0, 0, none, false},
+    {"VOLTARA 7341", 4, chain_4, gpio_22, 45, true, false, 0, 0, 0, none, false},
+    {"VOLTARA 7302", 8, chain_8, expander, 45, true, true, 1, 0, 0, board, false},
+    {"VOLTARA 7302S", 8, chain_8, expander, 45, false, false, 0, 0, 0, none, false},
+    {"VOLTARA 7335", 4, chain_4, gpio_22, 0, false, false, 0, 0, 0, none, false},
+    {"VOLTARA 7318A", 4, chain_4, gpio_22, 0, false, false, 4, 4, 2, external, false},
+    {"VOLTARA 7318B", 4, chain_4, gpio_22, 0, false, false, 4, 0, 0, external, false},
+    {"VOLTARA 7306", 4, chain_4, gpio_22, 0, false, false, 0, 0, 0, external, false},
+    {"VOLTARA 7309", 2, chain_4, gpio_40, 0, false, false, 0, 0, 0, external, true},
+    {"VOLTARA 7324", 2, chain_4, gpio_40, 0, false, false, 0, 0, 0, external, false},
+    {"VOLTARA 7347", 8, gpio, gpio_22, 0, true, false, 0, 0, 0, none, false},
+    {"VOLTARA 7352", 8, chain_8, expander, 45, true, true, 1, 0, 0, board, false},
 }};
+} // namespace model_rows
+using model_rows::models;
 
 struct ModelCode {
     std::uint32_t code; // first three bytes of the Ethernet address

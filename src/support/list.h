@@ -27,10 +27,10 @@ void fetch(const char *key, char (&buffer)[size])
 class TextBuilder
 {
   public:
+    TextBuilder(char *buffer, std::size_t size) : end_(buffer), room_(size - 1) { *end_ = '\0'; }
     template <std::size_t size>
-    explicit TextBuilder(char (&buffer)[size]) : end_(buffer), room_(size - 1)
+    explicit TextBuilder(char (&buffer)[size]) : TextBuilder(buffer, size)
     {
-        *end_ = '\0';
     }
 
     void append(const char *text)
