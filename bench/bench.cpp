@@ -150,4 +150,10 @@ BENCHMARK(list_reader_plain_loop);
 } // namespace
 } // namespace plexor::bench
 
-BENCHMARK_MAIN();
+int main(int argc, char **argv)
+{
+    plexor::bench::refuse_the_machine_itself();
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

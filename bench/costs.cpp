@@ -99,6 +99,7 @@ int run(const Case &chosen)
 int main(int argc, char **argv)
 {
     using plexor::bench::cases;
+    plexor::bench::refuse_the_machine_itself();
     const auto chosen = argc == 2 ? cases().find(argv[1]) : cases().end();
     if (chosen != cases().end())
         return plexor::bench::run(chosen->second);

@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -72,6 +73,14 @@ int bare_ioctl(int fd)
 int bare_close(int fd)
 {
     return static_cast<int>(syscall(SYS_close, fd));
+}
+
+void refuse_the_machine_itself()
+{
+    if (std::getenv("PLEXOR_APPLIANCE") != nullptr)
+        return;
+    std::fputs("run this inside board/plexor-run --bare, as script/bench does\n", stderr);
+    std::exit(1);
 }
 
 std::size_t heap_blocks()

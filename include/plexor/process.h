@@ -40,7 +40,7 @@ PLEXOR_API unsigned GetTickCount(void);
 /**
  * Sleeps for whole seconds. A signal does not shorten the sleep: what remains is slept afterwards.
  *
- * @param seconds  time to sleep
+ * @param seconds  time to sleep; more than 2147483647 are cut to that
  * @return 0 always; a sleep that fails for another reason than a signal ends early.
  */
 PLEXOR_API int Sleep(unsigned seconds);

@@ -82,7 +82,9 @@ PLEXOR_API int SetPowerSimul(int *states);
  *
  * @param index  outlet, 0 to 7
  * @param value  0 off, anything else on
- * @return 1 always; nothing happens for an index above 7.
+ * @return 1 always; nothing happens for an index above 7. Failures of the GPIO requests are passed over:
+ * after a read that failed, a write that works clears the rest of the bank, which switches the other outlets
+ * on.
  */
 PLEXOR_API int ContorlgpioPower(unsigned index, int value);
 
@@ -100,7 +102,8 @@ PLEXOR_API unsigned is_latch(void);
  *
  * Model 10: each outlet with 0 or 1 in "default_status_PX1" is switched by its line, others stay untouched.
  * Other boards: "default_status_PX" holds 0 off, 1 on, 2 as before the power loss (by the off mask in the
- * board controller), anything else no action. In this order: strap and board controller read, device opened,
+ * board controller; one that does not answer counts as all on), anything else no action. In this order: strap
+ * and board controller read, device opened,
  * "init_io:nSPIVal=%x,nHwEE=%x,nHwLED=%x\n" (coil word, byte from the board controller, off mask) printed,
  * relays moved, LED expanders set on 8-outlet boards, off mask stored in "SPI_buf_1", GPIO LEDs set on every
  * board, off mask written to the board controller. No beep and no notification.

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "support/bits.h"
 #include "support/descriptor.h"
 
 namespace plexor
@@ -56,7 +57,7 @@ const int DIGPIO[4] = {26, 27, 28, 29};
 int gpio_set_dir_g(unsigned group, int output, int line)
 {
     const BankRequests &bank = requests_of(group);
-    const unsigned long mask = std::uint32_t{1} << (static_cast<unsigned>(line) % 32);
+    const unsigned long mask = std::uint32_t{1} << (static_cast<unsigned>(line) % lines_per_bank);
     return request(output != 0 ? bank.set_output : bank.set_input, mask);
 }
 

@@ -40,7 +40,7 @@ const char *plural(int number)
 void read_usb_port(int port, char (&reading)[32])
 {
     char key[32];
-    snprintf(key, sizeof key, "%s%1d", "CDC_buf_", port);
+    snprintf(key, sizeof key, "CDC_buf_%d", port);
     fetch(key, reading);
 }
 
@@ -104,7 +104,7 @@ int GetUsbPortType(int *types, int size)
     types[0] = 0;
     for (int port = 1; port <= size / 4; ++port) {
         char key[32];
-        snprintf(key, sizeof key, "%s%1d", "CDC_type_", port);
+        snprintf(key, sizeof key, "CDC_type_%d", port);
         types[port - 1] = nvram_kget_int(key, 0);
     }
     return 1;

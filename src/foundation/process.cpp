@@ -137,7 +137,8 @@ unsigned GetTickCount(void)
 
 int Sleep(unsigned seconds)
 {
-    sleep_all({static_cast<time_t>(seconds), 0});
+    constexpr unsigned longest = INT32_MAX; // what a 32-bit time_t holds
+    sleep_all({static_cast<time_t>(seconds < longest ? seconds : longest), 0});
     return 0;
 }
 

@@ -17,6 +17,7 @@
 #include "foundation/model_table.h"
 #include "nvram.h"
 #include "outlet/relay_pattern.h"
+#include "support/bits.h"
 #include "support/descriptor.h"
 
 namespace plexor
@@ -45,13 +46,13 @@ struct ActiveLowLine {
 // Takes the bank as it is while the line is an input, then makes the line an output.
 ActiveLowLine take_line(int line)
 {
-    const unsigned group = static_cast<unsigned>(line) / 32;
-    const unsigned bit = 1U << static_cast<unsigned>(line) % 32;
+    const unsigned group = static_cast<unsigned>(line) / lines_per_bank;
+    const unsigned bit = static_cast<unsigned>(line) % lines_per_bank;
     unsigned levels = 0;
     gpio_set_dir_g(group, 0, line);
     gpio_read_int(group, &levels);
     gpio_set_dir_g(group, 1, line);
-    return {group, levels & ~bit, levels | bit};
+    return {group, with_bit(levels, bit, false), with_bit(levels, bit, true)};
 }
 
 int write_level(const ActiveLowLine &line, bool active)
@@ -135,10 +136,9 @@ int LEDONOFF(unsigned off_mask)
     unsigned levels = 0;
     gpio_read_int(group, &levels);
     for (unsigned k = 0; k < count; ++k) {
-        const int line = lines[k] - static_cast<int>(32 * group);
-        const unsigned bit = 1U << line;
+        const int line = lines[k] - static_cast<int>(lines_per_bank * group);
         gpio_set_dir_g(group, 1, line);
-        levels = (off_mask >> k & 1U) != 0 ? levels | bit : levels & ~bit;
+        levels = with_bit(levels, static_cast<unsigned>(line), bit_set(off_mask, k));
         gpio_write_int(group, static_cast<int>(levels));
     }
     return 0;

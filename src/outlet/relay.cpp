@@ -24,6 +24,7 @@
 #include "foundation/model_table.h"
 #include "nvram.h"
 #include "outlet/relay_pattern.h"
+#include "support/bits.h"
 #include "support/descriptor.h"
 #include "support/list.h"
 
@@ -48,11 +49,6 @@ constexpr unsigned board_controller = 0xA0;
 constexpr int off_mask_register = 1;
 
 constexpr int states_changed = 1; // value of the switch notification
-
-bool is_off(unsigned off_mask, unsigned outlet)
-{
-    return (off_mask >> outlet & 1U) != 0;
-}
 
 unsigned recorded_off_mask()
 {
@@ -164,7 +160,7 @@ Patterns start_up_patterns(unsigned outlets, unsigned saved_off_mask)
     Patterns patterns;
     for (unsigned k = 0; k < outlets; ++k)
         patterns.add(k,
-                     states[k] == as_before ? wanted_if(!is_off(saved_off_mask, k)) : wanted_by(states[k]));
+                     states[k] == as_before ? wanted_if(!bit_set(saved_off_mask, k)) : wanted_by(states[k]));
     return patterns;
 }
 
@@ -198,7 +194,7 @@ void states_from_lines(unsigned group, const int (&lines)[max_outlets], int *sta
     unsigned levels = 0;
     gpio_read_int(group, &levels);
     for (unsigned i = 0; i < max_outlets; ++i)
-        states[i] = is_off(levels, static_cast<unsigned>(lines[i]) % 32) ? 0 : 1;
+        states[i] = bit_set(levels, static_cast<unsigned>(lines[i]) % lines_per_bank) ? 0 : 1;
 }
 
 } // namespace
@@ -243,7 +239,7 @@ int ContorlSpiAllPower(unsigned on_mask, const char *tag)
     const Fitted board = fitted_board();
     Patterns patterns;
     for (unsigned k = 0; k < board.driven_outlets(); ++k)
-        patterns.add(k, wanted_if((on_mask >> k & 1U) != 0));
+        patterns.add(k, wanted_if(bit_set(on_mask, k)));
     const auto print = [](const Fitted &b, const Patterns &p) {
         myprintf("ContorlSpiAllPower:nSPIVal=%x ,value:%x nHwVal=%x\n", p.coil, b.first_pattern(p),
                  p.off_mask);
@@ -281,11 +277,10 @@ int ContorlgpioPower(unsigned index, int value)
     if (index >= max_outlets)
         return 1;
     const int line = pinRelayGPIO[index];
-    const unsigned bit = 1U << line;
     unsigned levels = 0;
     gpio_read_int(0, &levels);
     gpio_set_dir_g(0, 1, line);
-    levels = value == 0 ? levels | bit : levels & ~bit;
+    levels = with_bit(levels, static_cast<unsigned>(line), value == 0); // active low
     gpio_write_int(0, static_cast<int>(levels));
     return 1;
 }
@@ -324,8 +319,7 @@ int Record_Status(unsigned index, unsigned value)
 {
     const unsigned before = recorded_off_mask();
     if (index < max_outlets) {
-        const unsigned bit = 1U << index;
-        const unsigned after = value != 0 ? before & ~bit : before | bit;
+        const unsigned after = with_bit(before, index, value == 0);
         write_off_mask_register(after);
         store_off_mask(after);
     }
@@ -374,7 +368,7 @@ int GetPowerStatus(int *states)
         states_from_lines(1, pinRelayGPIO3264, states);
     } else if (model.relays == RelayPath::chain_8) {
         for (unsigned i = 0; i < max_outlets; ++i)
-            states[i] = is_off(off_mask, i) ? 0 : 1;
+            states[i] = bit_set(off_mask, i) ? 0 : 1;
     } else {
         states_from_lines(0, pinRelayGPIO, states);
     }
@@ -387,5 +381,5 @@ int GetPowerByIdx(unsigned index)
         myprintf("relayidx:%d error\n", static_cast<int>(index));
         return -1;
     }
-    return is_off(recorded_off_mask(), index) ? 0 : 1;
+    return bit_set(recorded_off_mask(), index) ? 0 : 1;
 }

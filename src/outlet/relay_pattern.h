@@ -8,6 +8,8 @@
 
 #include <cstdint>
 
+#include "support/bits.h"
+
 namespace plexor
 {
 
@@ -55,7 +57,7 @@ constexpr std::uint8_t group_level(unsigned off_mask, unsigned outlet, bool on)
     const unsigned group = outlet / outlets_per_byte * outlets_per_byte;
     Patterns levels;
     for (unsigned k = 0; k < outlets_per_byte; ++k)
-        levels.add(k, wanted_if(group + k == outlet ? on : (off_mask >> (group + k) & 1U) == 0));
+        levels.add(k, wanted_if(group + k == outlet ? on : !bit_set(off_mask, group + k)));
     return low_byte(levels.level);
 }
 

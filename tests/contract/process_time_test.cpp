@@ -100,6 +100,12 @@ TEST_F(Sleeping, TakesMicroseconds)
                               "nanosleep 4294.967295000"}));
 }
 
+TEST_F(Sleeping, IsCutToTheSecondsThatThirtyTwoBitsHold)
+{
+    EXPECT_EQ(Sleep(UINT_MAX), 0);
+    EXPECT_EQ(calls("nanosleep"), Calls{"nanosleep 2147483647.000000000"});
+}
+
 TEST_F(Sleeping, OfNoTimeStillAsksTheKernel)
 {
     EXPECT_EQ(Sleep(0), 0);

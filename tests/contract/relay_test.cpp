@@ -318,6 +318,13 @@ TEST_F(GpioRelay, OutsideItsRangeDoesNothing)
     EXPECT_EQ(calls(), Calls{});
 }
 
+TEST_F(GpioRelay, AfterAFailedReadWritesTheBankAsIfItHadBeenZero)
+{
+    fail_ioctl("/dev/gpio", 2, EIO);
+    standard_error_of([] { EXPECT_EQ(ContorlgpioPower(0, 0), 1); });
+    EXPECT_EQ(calls("ioctl /dev/gpio 3"), Calls{"ioctl /dev/gpio 3 0x00400000"});
+}
+
 TEST_F(GpioRelay, AnswersOneEvenWithoutTheDevice)
 {
     fail_open("/dev/gpio", ENODEV);
