@@ -14,6 +14,9 @@
  * bus. A write does not outdate the read that is remembered: a caller that must see a fresh value waits
  * 250 ms. Only the board controller (0xA0) is cached.
  *
+ * Age is counted in signed 32-bit milliseconds: a time in the future is fresh, and so is again one that lies
+ * 24.9 to 49.7 days back, when nothing else was written to (or read from) the device in between.
+ *
  * The segment is created, zeroed and with mode 0666, by the first call that needs it, and nothing removes it.
  * No lock guards it: two callers at once can cost one transfer too many or one read up to 250 ms old.
  */
@@ -49,9 +52,8 @@ PLEXOR_API extern const unsigned arI2CDevList[5];
  *
  * A read hits when register and length are those of the last read. A write hits when the register is that of
  * the last write and its first bytes are the whole of the last write; so a last write of no bytes makes a hit
- * of every write to its register. Age is counted in signed 32-bit milliseconds, so a time a little in the
- * future is fresh. Reads of more than 64 and writes of more than 132 bytes are remembered without their bytes
- * and are never hit.
+ * of every write to its register. Reads of more than 64 and writes of more than 132 bytes are remembered
+ * without their bytes and are never hit.
  *
  * Ends the process when "/dev/i2cM0" cannot be opened, see open_fd.
  */
@@ -64,7 +66,8 @@ PLEXOR_API int i2cmd(unsigned op, unsigned device, int reg, unsigned char *buffe
  * @param reg     register number
  * @param buffer  room for length bytes; after a failure it holds what the driver left
  * @param length  number of bytes
- * @return the result of closing the device, 0. Ends the process when the device cannot be opened.
+ * @return the result of closing the device, 0. Ends the process when the device cannot be opened. A null
+ * buffer with a length does nothing and gives 0.
  */
 PLEXOR_API int I2CRead(unsigned device, unsigned reg, unsigned char *buffer, unsigned length);
 
@@ -75,7 +78,8 @@ PLEXOR_API int I2CRead(unsigned device, unsigned reg, unsigned char *buffer, uns
  * @param reg     register number
  * @param buffer  bytes to write
  * @param length  number of bytes
- * @return the result of closing the device, 0. Ends the process when the device cannot be opened.
+ * @return the result of closing the device, 0. Ends the process when the device cannot be opened. A null
+ * buffer with a length does nothing and gives 0.
  */
 PLEXOR_API int I2CWrite(unsigned device, unsigned reg, unsigned char *buffer, unsigned length);
 

@@ -129,6 +129,8 @@ CacheSlot *slot_of(const Attachment &cache, unsigned device)
 
 int transfer_now(unsigned request, unsigned device, unsigned reg, unsigned char *buffer, unsigned length)
 {
+    if (buffer == nullptr && length != 0)
+        return 0;
     Descriptor bus(open_fd());
     TransferRecord record{device, reg, buffer, length};
     ioctl(bus.get(), request, &record);

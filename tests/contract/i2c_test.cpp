@@ -295,6 +295,13 @@ TEST_F(I2cDirect, IsNeitherPrintedNorRemembered)
     EXPECT_EQ(cache(), Bytes{});
 }
 
+TEST_F(I2cDirect, RefusesANullBufferWithALength)
+{
+    EXPECT_EQ(I2CRead(board_controller, 1, nullptr, 1), 0);
+    EXPECT_EQ(I2CWrite(board_controller, 1, nullptr, 1), 0);
+    EXPECT_EQ(calls(), Calls{});
+}
+
 TEST_F(I2cDirect, ReturnsTheResultOfTheClose)
 {
     fail_call("close", EIO);
