@@ -40,5 +40,6 @@
 #include <plexor/process.h>
 #include <plexor/relay.h>
 #include <plexor/sense.h>
+#include <plexor/trap.h>
 
 #endif
