@@ -86,10 +86,13 @@ fails() { # TEXT ARGUMENT...
     refused 1 "plexorctl: $text" plexorctl "$@"
 }
 
-fault() { # NAME on|off
-    run boardctl fault "$1" "$2"
-    [[ $status -eq 0 ]] || wrong "boardctl fault $1 $2"
+tell_board() { # WORD... of boardctl
+    run boardctl "$@"
+    [[ $status -eq 0 ]] || wrong "boardctl $*"
 }
+
+fault() { tell_board fault "$@"; } # NAME on|off
+board_param() { tell_board set "param.$1" "$2"; } # KEY VALUE
 
 outlets() { # WORD... as plexorctl prints them
     local number=0 word
@@ -105,20 +108,20 @@ help_at_each_level() {
     local path
     prints '*plexorctl*outlet list*param commit*--json*Exit status*' plexorctl --help
     prints '*outlet on N*outlet default*' plexorctl outlet --help
-    for path in info 'outlet all' 'led wifi' beep 'gpio dir' 'i2c write' 'param list'; do
+    for path in info 'outlet all' 'led wifi' beep 'gpio dir' 'i2c write' sensor 'param list'; do
         # shellcheck disable=SC2086 # words of the command
         prints "usage: plexorctl ?options? $path*" plexorctl $path --help
     done
     prints 'plexorctl [0-9]*.[0-9]*.[0-9]*' plexorctl --version
     json '.version | test("^[0-9.]+$")' --version
-    json '(.commands | length) == 22 and ([.options[].name] | index("json") != null)' --help
+    json '(.commands | length) == 23 and ([.options[].name] | index("json") != null)' --help
     prints 'plexord [0-9]*.[0-9]*.[0-9]*' plexord --version
     prints '*plexord*--boot*' plexord --help
     usage "unknown command 'foo'; accepted: info, outlet, *" foo --help
 }
 
 wrong_words_are_told_in_one_line() {
-    usage 'a command is missing; accepted: info, outlet, led, beep, gpio, i2c, param'
+    usage 'a command is missing; accepted: info, outlet, led, beep, gpio, i2c, sensor, param'
     usage "unknown command 'foo'; accepted: info, *" foo
     usage 'outlet needs another word; accepted: list, on, off, all, set, default' outlet
     usage "unknown command 'outlet foo'; accepted after outlet: list, *" outlet foo
@@ -127,6 +130,7 @@ wrong_words_are_told_in_one_line() {
     usage '1 argument given; accepted: plexorctl info' info now
     usage "'--foo' is no option; accepted: --json, *" --foo
     usage "'-x' is no option; accepted: --json, *" outlet list -jx
+    usage '--watch does not go with this command; accepted: plexorctl --watch sensor' --watch info
     usage "'--json=1' is no option; accepted: --json, *" --json=1 info
     usage "'1?2' is no outlet; accepted: 1 to 8" outlet on $'1\n2'
     refused 2 'plexord: usage: *' plexord
@@ -168,6 +172,8 @@ wrong_values_are_told_in_one_line() {
 results_that_cannot_be_written_are_a_failure() {
     run bash -c 'plexorctl outlet list >/dev/full'
     [[ $status -eq 1 && $err == 'plexorctl: the results cannot be written: '* ]] || wrong 'a full device is told'
+    run timeout 10 bash -c 'plexorctl --watch sensor >/dev/full'
+    [[ $status -eq 1 && $err == 'plexorctl: the results cannot be written: '* ]] || wrong 'a full device ends a watch'
 }
 
 the_library_is_heard_on_request_only() {
@@ -221,6 +227,7 @@ eight_latching_outlets() {
     switching_eight
     start_up_states_of_eight
     indicators_of_eight
+    sensors_of_eight
     buses
     failures_of_eight
 }
@@ -281,6 +288,23 @@ indicators_of_eight() {
     on_board false .beeper
 }
 
+sensors_of_eight() {
+    json '.outlets == [range(1; 9) | {outlet: ., amperes: 0}] and .volts == 0' sensor
+    board_param sIICAmp_PX '87;88;0;255;256;1;2;3'
+    board_param correction_ampL_Px '0.1;0;0;0;0;0;0;-0.05'
+    board_param sIICTemp 128
+    board_param sIICVolt 150
+    json '[.outlets[] | [.outlet, .amperes]] == [[1,4.93],[2,4.85],[3,0],[4,14.05],[5,0],[6,0.06],[7,0.11],[8,0.12]]' \
+        sensor
+    json 'del(.outlets) == {all_outlets_amperes: null, celsius: 25, volts: 222, humidity_percent: null}' sensor
+    prints $'Outlet 1     4.93 A\n*Outlet 8     0.12 A\nTemperature  25.0 C\nVoltage      222 V' plexorctl sensor
+    run timeout --signal=INT 2.5 plexorctl --json --watch sensor
+    local volts
+    volts=$(jq -r .volts <<<"$out")
+    [[ $status -eq 124 && ! $err && ($volts == $'222\n222' || $volts == $'222\n222\n222') ]] ||
+        wrong 'readings are shown every second, until interrupted'
+}
+
 buses() {
     prints 'group 0: 0x????????' plexorctl gpio read 0
     prints 'line 70: out' plexorctl gpio dir 70 out
@@ -317,6 +341,10 @@ failures_of_eight() {
     fails 'the I2C bus cannot be opened: /dev/i2cM0 is missing' led outlet 1 on
     refused 1 'plexord: the I2C bus cannot be opened: /dev/i2cM0 is missing' plexord --boot
     fault i2c-absent off
+    fault i2c-fails on
+    fails 'no device at 0xA0 answered' i2c read 0xA0 320 1
+    prints '05' plexorctl i2c write 0xA0 322 5
+    fault i2c-fails off
     local name
     for name in gpio-absent gpio-fails; do
         fault "$name" on
@@ -357,6 +385,10 @@ four_ordinary_outlets() {
     fails 'this board has no USB LED' led usb on
     prints "$(outlets on on on on)" plexorctl outlet default on
     prints '1;1;1;1;0;0;0;0' plexorctl param get default_status_PX
+    board_param sIICTemp 128
+    board_param sTEmp_PX '55;5;31;2'
+    json '(.outlets | length) == 4 and .celsius == null and .humidity_percent == null' sensor
+    prints $'Outlet 1     0.00 A\n*Outlet 4     0.00 A\nVoltage      0 V' plexorctl sensor
 }
 
 two_outlets() {
@@ -368,6 +400,11 @@ two_outlets() {
     usage 'no such outlet: this board has outlets 1 to 2' outlet on 3
     prints 'led2 off' plexorctl led outlet 2 off
     leds on off
+    board_param sAmp_PX '7;3;0;0'
+    board_param sTEmp_PX '55;5;31;2'
+    board_param sIICVolt 150
+    json '[.[]] == [null,7.3,31.2,222,55.5] and has("all_outlets_amperes") and has("humidity_percent")' sensor
+    prints $'All outlets  7.3 A\nTemperature  31.2 C\nVoltage      222 V\nHumidity     55.5 %' plexorctl sensor
 }
 
 gpio_driven_outlets() {
@@ -398,6 +435,7 @@ unknown_board() {
     prints '' plexorctl param set IO_number 7
     fails 'unknown board: no model has this Ethernet address' info
     fails 'unknown board: no model has this Ethernet address' outlet list
+    fails 'unknown board: no model has this Ethernet address' sensor
     refused 1 'plexord: unknown board: no model has this Ethernet address' plexord --boot
     prints 7 plexorctl param get IO_number
 }

@@ -8,9 +8,14 @@
 namespace plexor::ctl
 {
 
+// Of one I2C transfer: as many as the library's cache keeps.
+constexpr unsigned most_bytes_read = 64;
+constexpr unsigned most_bytes_written = 132;
+
 struct Context {
     std::span<char *const> arguments; // as many as the command takes
     bool json;
+    bool watch; // only for a command that watches
 };
 
 struct Command {
@@ -22,6 +27,7 @@ struct Command {
     const char *summary;
     const char *details; // further lines of help, or ""
     int (*run)(const Context &context);
+    bool watches = false; // goes on until interrupted, if told to
 };
 
 struct Option {
@@ -55,6 +61,8 @@ int gpio_direction(const Context &context);
 int i2c_read(const Context &context);
 int i2c_write(const Context &context);
 int i2c_scan(const Context &context);
+// commands_sensor.cpp
+int sensor(const Context &context);
 // commands_param.cpp
 int param_get(const Context &context);
 int param_set(const Context &context);

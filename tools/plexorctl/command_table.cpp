@@ -6,11 +6,12 @@ namespace plexor::ctl
 namespace
 {
 
-constexpr unsigned most_bytes_written = 132;
+static_assert(most_bytes_read == 64 && most_bytes_written == 132, "the summaries tell these numbers");
 
 constexpr Option all_options[] = {
     {"json", 'j', "print the result as one line of JSON"},
     {"verbose", 'v', "show on standard error what the library prints"},
+    {"watch", 'w', "show it again every second until interrupted (sensor only)"},
     {"help", 'h', "explain plexorctl or the command given (as JSON: the command table)"},
     {"version", 'V', "print the version"},
 };
@@ -49,11 +50,17 @@ constexpr Command all_commands[] = {
 
     {"i2c", "read", "DEV REG LEN", 3, 3, "read 1 to 64 bytes of a device, past the cache",
      "DEV is the 8-bit bus address, 0xA0 for the board controller.\n"
-     "A device that does not answer cannot be told from one that answers zeros.\n",
+     "It is read twice: bytes that the bus left as they were, both times, tell that no device\n"
+     "answered.\n",
      i2c_read},
     {"i2c", "write", "DEV REG BYTE...", 3, 2 + most_bytes_written, "write 1 to 132 bytes to a device",
      "DEV is the 8-bit bus address. Nothing tells whether the device answered.\n", i2c_write},
     {"i2c", "scan", "", 0, 0, "look for the LCD adapter", "", i2c_scan},
+
+    {"sensor", "", "", 0, 0, "show current, temperature, voltage and humidity",
+     "Temperature and humidity are shown where the board has a sensor for them. Raw readings\n"
+     "that nobody has taken count as 0. With --watch they are shown every second.\n",
+     sensor, true},
 
     {"param", "get", "KEY", 1, 1, "print a parameter; one that is not set is empty", "", param_get},
     {"param", "set", "KEY VALUE", 2, 2, "set a parameter; a power loss undoes it unless it is committed",

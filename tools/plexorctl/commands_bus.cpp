@@ -15,11 +15,7 @@ namespace plexor::ctl
 namespace
 {
 
-constexpr unsigned most_bytes_read = 64;
-constexpr unsigned most_bytes_written = 132;
 constexpr unsigned highest_register = 0xFFFF;
-
-using Bytes = std::array<unsigned char, most_bytes_written>;
 
 struct Address {
     unsigned device;
@@ -85,6 +81,24 @@ int report_bytes(const Context &context, const Address &address, std::span<const
     return done;
 }
 
+using ReadBytes = std::array<unsigned char, most_bytes_read>;
+
+// The library does not tell of a failed transfer, which leaves the buffer as it was: false when a byte kept
+// what was put there before, two times.
+bool read_answered(const Address &address, ReadBytes &bytes, unsigned length)
+{
+    ReadBytes again;
+    bytes.fill(0x00);
+    again.fill(0xFF);
+    I2CRead(address.device, address.reg, bytes.data(), length);
+    I2CRead(address.device, address.reg, again.data(), length);
+    for (unsigned i = 0; i < length; ++i) {
+        if (bytes[i] == 0x00 && again[i] == 0xFF)
+            return false;
+    }
+    return true;
+}
+
 bool is_lcd_adapter(unsigned device)
 {
     return device == 0x40 || device == 0x4E || device == 0x7E;
@@ -145,10 +159,10 @@ int i2c_read(const Context &context)
         return bad_input;
     const std::optional<unsigned> length = parse_number(context.arguments[2], 1, most_bytes_read);
     if (!length)
-        return wrong_input("'%s' is no length; accepted: 1 to 64", context.arguments[2]);
-    Bytes bytes{};
-    if (I2CRead(address->device, address->reg, bytes.data(), *length) != 0)
-        return failure("the I2C bus failed");
+        return wrong_input("'%s' is no length; accepted: 1 to %u", context.arguments[2], most_bytes_read);
+    ReadBytes bytes{};
+    if (!read_answered(*address, bytes, *length))
+        return failure("no device at 0x%02X answered", address->device);
     return report_bytes(context, *address, {bytes.data(), *length});
 }
 
@@ -159,7 +173,7 @@ int i2c_write(const Context &context)
     if (!address)
         return bad_input;
     const std::span<char *const> words = context.arguments.subspan(2);
-    Bytes bytes{};
+    std::array<unsigned char, most_bytes_written> bytes{};
     for (std::size_t i = 0; i < words.size(); ++i) {
         const std::optional<unsigned> byte = parse_number(words[i], 0, 0xFF);
         if (!byte)
@@ -167,8 +181,7 @@ int i2c_write(const Context &context)
         bytes[i] = static_cast<unsigned char>(*byte);
     }
     const unsigned length = static_cast<unsigned>(words.size());
-    if (i2cmd(0, address->device, static_cast<int>(address->reg), bytes.data(), length) != 1)
-        return failure("the I2C bus failed");
+    i2cmd(0, address->device, static_cast<int>(address->reg), bytes.data(), length);
     return report_bytes(context, *address, {bytes.data(), length});
 }
 

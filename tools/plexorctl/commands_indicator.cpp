@@ -66,8 +66,10 @@ bool light_lines(const Board &board, unsigned lit)
 
 bool light_one(const Board &board, unsigned index, bool on)
 {
-    if (board.has_led_expanders())
-        return QB73xxLED(index, on ? 1 : 0) == 1;
+    if (board.has_led_expanders()) {
+        QB73xxLED(index, on ? 1 : 0); // nothing tells whether it worked
+        return true;
+    }
     const std::optional<unsigned> lit = lit_lines(board);
     if (!lit)
         return false;
@@ -75,14 +77,26 @@ bool light_one(const Board &board, unsigned index, bool on)
     return light_lines(board, on ? *lit | bit : *lit & ~bit);
 }
 
-bool has_wifi_led(unsigned model)
-{
-    return model == 1 || model == 2 || model == 10 || model == 11;
-}
+// An LED that is not of an outlet.
+struct SingleLed {
+    const char *name;
+    const char *title;
+    bool Model::*fitted;
+    void (*set)(bool lit);
+};
 
-bool has_usb_led(unsigned model)
+int switch_led(const Context &context, const SingleLed &led)
 {
-    return model == 2 || model == 11;
+    const std::optional<bool> on = parse_switch(context.arguments[0]);
+    if (!on)
+        return wrong_input("'%s' is no LED state; accepted: on, off", context.arguments[0]);
+    const std::optional<Board> board = booted_board();
+    if (!board || !gpio_answers())
+        return failed;
+    if (!(board->fittings().*led.fitted))
+        return failure("this board has no %s LED", led.title);
+    led.set(*on);
+    return report(context, led.name, on_or_off(*on));
 }
 
 } // namespace
@@ -127,30 +141,12 @@ int led_all(const Context &context)
 
 int led_wifi(const Context &context)
 {
-    const std::optional<bool> on = parse_switch(context.arguments[0]);
-    if (!on)
-        return wrong_input("'%s' is no LED state; accepted: on, off", context.arguments[0]);
-    const std::optional<Board> board = booted_board();
-    if (!board || !gpio_answers())
-        return failed;
-    if (!has_wifi_led(board->model))
-        return failure("this board has no Wi-Fi LED");
-    wifi_led(*on ? 1 : 0);
-    return report(context, "wifi", on_or_off(*on));
+    return switch_led(context, {"wifi", "Wi-Fi", &Model::wifi_led, [](bool lit) { wifi_led(lit ? 1 : 0); }});
 }
 
 int led_usb(const Context &context)
 {
-    const std::optional<bool> on = parse_switch(context.arguments[0]);
-    if (!on)
-        return wrong_input("'%s' is no LED state; accepted: on, off", context.arguments[0]);
-    const std::optional<Board> board = booted_board();
-    if (!board || !gpio_answers())
-        return failed;
-    if (!has_usb_led(board->model))
-        return failure("this board has no USB LED");
-    usb_led(*on ? 1 : 0);
-    return report(context, "usb", on_or_off(*on));
+    return switch_led(context, {"usb", "USB", &Model::usb_led, [](bool lit) { usb_led(lit ? 1 : 0); }});
 }
 
 int beep_pattern(const Context &context)

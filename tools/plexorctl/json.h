@@ -3,7 +3,9 @@
 // replacement character.
 #pragma once
 
+#include <cmath>
 #include <cstdio>
+#include <optional>
 
 namespace plexor::ctl
 {
@@ -67,6 +69,15 @@ class Json
     {
         name(key);
         std::fprintf(stream_, "%lld", value);
+    }
+
+    void decimal(const char *key, std::optional<double> value, int digits) // what is no number is null
+    {
+        name(key);
+        if (value && std::isfinite(*value))
+            std::fprintf(stream_, "%.*f", digits, *value);
+        else
+            std::fputs("null", stream_);
     }
 
     void flag(const char *key, bool value)

@@ -18,6 +18,7 @@ namespace
 struct Line {
     bool json = false;
     bool verbose = false;
+    bool watch = false;
     bool help = false;
     bool version = false;
     std::span<char *> words; // what is no option
@@ -27,6 +28,7 @@ void set_option(Line &line, int letter)
 {
     line.json |= letter == 'j';
     line.verbose |= letter == 'v';
+    line.watch |= letter == 'w';
     line.help |= letter == 'h';
     line.version |= letter == 'V';
 }
@@ -57,7 +59,7 @@ bool parse_options(int count, char **arguments, Line &line)
             // A known letter stands here for a long option that was given a value.
             const bool is_long = optopt == 0 || std::strchr(known.letters, optopt) != nullptr;
             const char short_name[] = {'-', static_cast<char>(optopt), '\0'};
-            wrong_input("'%s' is no option; accepted: --json, --verbose, --help, --version",
+            wrong_input("'%s' is no option; accepted: --json, --verbose, --watch, --help, --version",
                         is_long ? arguments[optind - 1] : short_name);
             return false;
         }
@@ -183,8 +185,10 @@ int run(int count, char **arguments)
         return bad_input;
     if (line.words.size() < command->least || line.words.size() > command->most)
         return wrong_count(*command, line.words.size());
+    if (line.watch && !command->watches)
+        return wrong_input("--watch does not go with this command; accepted: plexorctl --watch sensor");
     hush_library(line.verbose);
-    return command->run({line.words, line.json});
+    return command->run({line.words, line.json, line.watch});
 }
 
 } // namespace

@@ -5,19 +5,21 @@
 #include <array>
 #include <optional>
 
+#include "foundation/model_table.h"
+
 namespace plexor::ctl
 {
 
 constexpr unsigned most_outlets = 8;
-constexpr unsigned gpio_relay_model = 10;
 
 struct Board {
     unsigned model;
     unsigned outlets;
 
     unsigned all_outlets() const { return (1U << outlets) - 1U; }
-    bool has_gpio_relays() const { return model == gpio_relay_model; }
-    bool has_led_expanders() const { return model == 2 || model == 3 || model == 11; }
+    const Model &fittings() const { return model_at(model); }
+    bool has_gpio_relays() const { return fittings().relays == RelayPath::gpio; }
+    bool has_led_expanders() const { return fittings().leds == LedPath::expander; }
 };
 
 using States = std::array<int, most_outlets>; // 1 on, 0 off
