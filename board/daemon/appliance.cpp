@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "board/daemon/appliance.h"
 
+#include <optional>
 #include <string>
 
 namespace plexor::board
@@ -29,13 +30,12 @@ bool lose_power(Appliance &appliance)
 
 bool set_fault(Appliance &appliance, std::string_view name, bool on)
 {
-    if (!appliance.board.set_fault(name, on))
+    std::optional<EthernetAddress> address;
+    if (!on)
+        address = ethernet_address_of(appliance.board.hardware());
+    if (name == "ethernet-address" && !appliance.store.set_ethernet_address(address))
         return false;
-    if (name != "ethernet-address")
-        return true;
-    if (on)
-        return appliance.store.set_ethernet_address(std::nullopt);
-    return appliance.store.set_ethernet_address(ethernet_address_of(appliance.board.hardware()));
+    return appliance.board.set_fault(name, on);
 }
 
 } // namespace plexor::board

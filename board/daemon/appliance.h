@@ -28,7 +28,8 @@ bool equip(Appliance &appliance);
 // False when the store could not be brought back to what flash holds.
 bool lose_power(Appliance &appliance);
 
-// False for a name that no fault has. The fault "ethernet-address" also erases the address from flash.
+// The name is one of Board::fault_names(). The fault "ethernet-address" also erases the address from flash:
+// false, and the board is as before, when the store refused that.
 bool set_fault(Appliance &appliance, std::string_view name, bool on);
 
 } // namespace plexor::board

@@ -15,6 +15,7 @@
 #include "board/daemon/control_client.h"
 #include "board/daemon/panel_text.h"
 #include "board/daemon/refusal.h"
+#include "board/interpose/wire.h"
 #include "board/model/timeline.h"
 
 namespace
@@ -31,12 +32,6 @@ struct Options {
     std::string name{}; // of a fault, or a key
     std::string value{};
 };
-
-std::string default_socket()
-{
-    const char *folder = std::getenv("PLEXOR_BOARD_DIR");
-    return std::string(folder != nullptr && *folder != '\0' ? folder : "/run/plexor") + "/control.sock";
-}
 
 bool colours_wanted()
 {
@@ -176,7 +171,7 @@ int fail(const std::string &text, bool usage)
 int run(int argc, char **argv)
 {
     Options options;
-    options.socket = default_socket();
+    options.socket = board_folder() + "/control.sock";
     CLI::App app("Looks at a virtual board and acts on it from outside.", "boardctl");
     app.add_option("--socket", options.socket, "the board's control socket")->capture_default_str();
     app.require_subcommand(1)->fallthrough();

@@ -154,15 +154,25 @@ json faults(Appliance &appliance, const json &)
     return {{"ok", true}, {"faults", std::move(states)}};
 }
 
+void require_fault(const std::string &name)
+{
+    std::string names;
+    for (const std::string &known : Board::fault_names()) {
+        if (known == name)
+            return;
+        names += (names.empty() ? "" : ", ") + known;
+    }
+    throw Refusal("no fault \"" + name + "\"; there are " + names);
+}
+
 json fault(Appliance &appliance, const json &request)
 {
     const auto name = field<std::string>(request, "name");
-    if (set_fault(appliance, name, field<bool>(request, "on")))
-        return done();
-    std::string names;
-    for (const std::string &known : Board::fault_names())
-        names += (names.empty() ? "" : ", ") + known;
-    throw Refusal("no fault \"" + name + "\"; there are " + names);
+    const bool on = field<bool>(request, "on");
+    require_fault(name);
+    if (!set_fault(appliance, name, on))
+        throw Refusal("the parameter store refused the Ethernet address", false);
+    return done();
 }
 
 json get(Appliance &appliance, const json &request)

@@ -77,9 +77,10 @@ short ControlConnection::wanted() const
     return pending_.empty() ? POLLIN : POLLOUT;
 }
 
+// What is wanted may have changed since the poll, by an event of a peer that was served before.
 bool ControlConnection::serve(short happened)
 {
-    if ((happened & wanted()) == 0 || ((happened & POLLIN) != 0 && !receive()))
+    if ((happened & (POLLIN | POLLOUT)) == 0 || ((happened & POLLIN) != 0 && !receive()))
         return false;
     return send_pending() && answer_lines() && !(finished_ && pending_.empty());
 }

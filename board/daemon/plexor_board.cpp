@@ -16,6 +16,7 @@
 #include "board/daemon/memory.h"
 #include "board/daemon/refusal.h"
 #include "board/daemon/server.h"
+#include "board/interpose/wire.h"
 
 namespace
 {
@@ -44,12 +45,6 @@ const Hardware &hardware_named(const std::string &model)
         codes += " " + code_of(hardware);
     }
     throw Refusal("no model " + model + "; there are" + codes);
-}
-
-std::string board_folder()
-{
-    const char *set = std::getenv("PLEXOR_BOARD_DIR");
-    return set != nullptr && *set != '\0' ? set : "/run/plexor";
 }
 
 std::int64_t monotonic_now()
@@ -86,10 +81,10 @@ void serve(const Options &options)
     Board board(hardware, options.latching, [start = monotonic_now()] { return monotonic_now() - start; });
     Store store;
     Appliance appliance{board, store, forget_memory};
+    const std::string folder = board_folder();
+    Server server(appliance, folder); // first: the store may be that of a board that already runs
     if (!equip(appliance))
         throw Refusal("the parameter store in " + Store::default_directory() + " cannot be written", false);
-    const std::string folder = board_folder();
-    Server server(appliance, folder);
     if (options.background)
         go_to_background(folder);
     server.run();

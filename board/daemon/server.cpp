@@ -47,16 +47,20 @@ const sockaddr *generic(const sockaddr_un &address)
     return reinterpret_cast<const sockaddr *>(&address);
 }
 
-// False when somebody listens there. A socket file that is left from a board that was killed is removed.
+// False when somebody listens there. A socket file that is left from a board that was killed refuses the
+// connection and is removed. Whatever else is in the way (another type of socket, a full queue) stays: bind
+// fails.
 bool make_free(const std::string &path, int type)
 {
     const sockaddr_un address = address_of(path);
-    const int probe = socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
-    const bool answered = connect(probe, generic(address), sizeof address) == 0;
+    const int probe = socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (probe < 0)
+        throw failed(path);
+    const int error = connect(probe, generic(address), sizeof address) == 0 ? 0 : errno;
     close(probe);
-    if (!answered)
+    if (error == ECONNREFUSED)
         unlink(path.c_str());
-    return !answered;
+    return error != 0;
 }
 
 // The bound socket, or -1.
@@ -157,6 +161,7 @@ Server::Server(Appliance &appliance, const std::string &folder) : appliance_(app
         add(std::make_unique<LogSocket>(log, appliance_.board.timeline()));
         chmod(log_path, 0666); // as system logs are: every process may write
     }
+    add(std::make_unique<EndingSignals>(ended_)); // here, so that none ends it between "ready" and run()
     appliance_.board.timeline().listen([this](const Event &event) {
         for (const auto &source : sources_)
             if (source) // not closed in this round
@@ -178,7 +183,6 @@ void Server::add(std::unique_ptr<Source> source)
 
 void Server::run()
 {
-    add(std::make_unique<EndingSignals>(ended_));
     while (!ended_)
         serve_once();
 }

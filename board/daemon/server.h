@@ -43,6 +43,7 @@ class Server
     static constexpr std::size_t most_sources = 500;
 
     // Throws Refusal when a socket cannot be made in folder, or when a board already answers there.
+    // From then on SIGTERM and SIGINT wait for run().
     Server(Appliance &appliance, const std::string &folder);
     ~Server();
     Server(const Server &) = delete;

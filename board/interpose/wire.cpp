@@ -114,10 +114,15 @@ std::optional<Reply> decode_reply(std::span<const std::uint8_t> message)
     return reply;
 }
 
+std::string board_folder()
+{
+    const char *named = std::getenv("PLEXOR_BOARD_DIR");
+    return named != nullptr && *named != '\0' ? named : "/run/plexor";
+}
+
 std::string devices_socket()
 {
-    const char *folder = std::getenv("PLEXOR_BOARD_DIR");
-    return std::string(folder != nullptr ? folder : "/run/plexor") + "/devices.sock";
+    return board_folder() + "/devices.sock";
 }
 
 } // namespace plexor::board

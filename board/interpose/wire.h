@@ -35,7 +35,9 @@ std::optional<Device> decode_open(std::span<const std::uint8_t> message);
 std::optional<Request> decode_request(std::span<const std::uint8_t> message); // pid stays 0
 std::optional<Reply> decode_reply(std::span<const std::uint8_t> message);
 
-// "devices.sock" in the folder that the environment names with PLEXOR_BOARD_DIR, else in /run/plexor.
-std::string devices_socket();
+// Where a board has its sockets: the folder that the environment names with PLEXOR_BOARD_DIR, or /run/plexor
+// when it names none or an empty one.
+std::string board_folder();
+std::string devices_socket(); // "devices.sock" there
 
 } // namespace plexor::board

@@ -221,6 +221,19 @@ TEST_F(BoardCommands, TheEthernetAddressFaultErasesTheAddressAndItsEndBringsItBa
     EXPECT_EQ(store_.ethernet_address(), (board::EthernetAddress{0x00, 0xC3, 0x02, 1, 2, 3}));
 }
 
+TEST_F(BoardCommands, TheEthernetAddressFaultStaysAsItIsWhenTheStoreRefuses)
+{
+    board::Store unreachable("/proc/no/such/folder");
+    board::Appliance broken{board_, unreachable};
+    for (const bool on : {true, false}) {
+        ASSERT_TRUE(board_.set_fault("ethernet-address", !on));
+        const json request{{"command", "fault"}, {"name", "ethernet-address"}, {"on", on}};
+        EXPECT_EQ(answer(broken, request.dump()).reply,
+                  board::refusal_reply("the parameter store refused the Ethernet address", false));
+        EXPECT_EQ(board_.fault("ethernet-address"), !on);
+    }
+}
+
 TEST_F(BoardCommands, EventsComeAfterTheNumberAskedForAndInPages)
 {
     board_.timeline().clear();

@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/ipc.h>
+#include <sys/prctl.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <syslog.h>
 
@@ -138,6 +140,13 @@ class BoardDaemon : public ::testing::Test
         for (int i = 0; i < 500 && !Peer(SOCK_SEQPACKET, devices()).connected(); ++i)
             usleep(10'000);
     }
+    void start_in_background()
+    {
+        prctl(PR_SET_CHILD_SUBREAPER, 1); // the board's parent ends, and it becomes a child of this process
+        ASSERT_EQ(status_of(launch({"--background"})), 0);
+        std::ifstream("/proc/self/task/" + std::to_string(getpid()) + "/children") >> daemon_;
+        ASSERT_GT(daemon_, 0);
+    }
     int stop()
     {
         kill(daemon_, SIGTERM);
@@ -152,6 +161,46 @@ class BoardDaemon : public ::testing::Test
 
     ScratchFolder folder_{};
     pid_t daemon_{};
+};
+
+// A socket that somebody listens at, of whatever type.
+class Occupant
+{
+  public:
+    Occupant(int type, std::string path)
+        : path_(std::move(path)), descriptor_(socket(AF_UNIX, type | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::memcpy(address.sun_path, path_.c_str(), path_.size());
+        unlink(path_.c_str()); // what a killed board left
+        listening_ = bind(descriptor_, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 &&
+                     listen(descriptor_, 1) == 0;
+        inode_ = inode();
+    }
+    ~Occupant()
+    {
+        close(descriptor_);
+        unlink(path_.c_str());
+    }
+    Occupant(const Occupant &) = delete;
+    Occupant &operator=(const Occupant &) = delete;
+
+    bool listening() const { return listening_; }
+    bool is_still_there() const { return inode_ != 0 && inode() == inode_; }
+
+  private:
+    ino_t inode() const
+    {
+        struct stat status {
+        };
+        return stat(path_.c_str(), &status) == 0 ? status.st_ino : 0;
+    }
+
+    std::string path_;
+    int descriptor_;
+    bool listening_{};
+    ino_t inode_{};
 };
 
 int error_in(const std::string &message)
@@ -250,6 +299,28 @@ TEST_F(BoardDaemon, AFollowerSeesEventsAsTheyHappen)
     EXPECT_EQ(event, last_event());
 }
 
+TEST_F(BoardDaemon, AFollowerThatAsksWhileAnEventHappensGetsBoth)
+{
+    start();
+    Peer actor(SOCK_STREAM, control()); // served before the follower, for it came first
+    actor.send("{\"command\":\"get\",\"key\":\"power\"}\n");
+    EXPECT_NE(actor.line(), "");
+    Peer follower(SOCK_STREAM, control());
+    follower.send("{\"command\":\"events\",\"follow\":true}\n");
+    EXPECT_NE(follower.line(), "");
+
+    kill(daemon_, SIGSTOP); // both find it in the same round
+    ASSERT_EQ(waitpid(daemon_, nullptr, WUNTRACED), daemon_);
+    actor.send("{\"command\":\"fault\",\"name\":\"i2c-stuck\",\"on\":true}\n");
+    follower.send("{\"command\":\"get\",\"key\":\"power\"}\n");
+    kill(daemon_, SIGCONT);
+
+    const std::string event = follower.line();
+    ASSERT_NE(event, "") << "disconnected";
+    EXPECT_EQ(json::parse(event).at("event").at("subject"), "i2c-stuck");
+    EXPECT_EQ(json::parse(follower.line()).at("value"), "on");
+}
+
 TEST_F(BoardDaemon, AFollowerThatDoesNotReadIsDroppedAndBlocksNobody)
 {
     start();
@@ -344,16 +415,49 @@ TEST_F(BoardDaemon, ASecondBoardInTheSameFolderIsRefusedAndOneAfterAKilledOneIsN
     EXPECT_TRUE(answers());
 }
 
+TEST_F(BoardDaemon, ARefusedSecondBoardLeavesTheStoreAlone)
+{
+    start({"--model", "00C347"});
+    EXPECT_EQ(status_of(launch({"--model", "00C302"})), 1);
+    const board::Store store;
+    EXPECT_EQ(store.get("IO_number"), "10");
+    EXPECT_EQ(store.ethernet_address(), (board::EthernetAddress{0x00, 0xC3, 0x47, 1, 2, 3}));
+}
+
+TEST_F(BoardDaemon, ASystemLogOfAnotherKindKeepsItsSocket)
+{
+    const Occupant log(SOCK_STREAM, "/dev/log");
+    ASSERT_TRUE(log.listening());
+    start();
+    EXPECT_TRUE(answers());
+    EXPECT_TRUE(log.is_still_there());
+    EXPECT_EQ(stop(), 0);
+    EXPECT_TRUE(log.is_still_there());
+}
+
+TEST_F(BoardDaemon, ASocketOfAnotherKindInTheFolderIsNotTakenAway)
+{
+    const Occupant stranger(SOCK_SEQPACKET, control());
+    ASSERT_TRUE(stranger.listening());
+    EXPECT_EQ(status_of(launch({"--background"})), 1);
+    EXPECT_TRUE(stranger.is_still_there());
+}
+
+TEST_F(BoardDaemon, AnEmptyFolderNameIsNone)
+{
+    setenv("PLEXOR_BOARD_DIR", "", 1);
+    start_in_background();
+    EXPECT_TRUE(Peer(SOCK_SEQPACKET, board::devices_socket()).connected()) << board::devices_socket();
+    EXPECT_TRUE(Peer(SOCK_STREAM, "/run/plexor/control.sock").connected());
+    EXPECT_EQ(stop(), 0);
+}
+
 TEST_F(BoardDaemon, InTheBackgroundItReturnsWhenItAnswers)
 {
-    EXPECT_EQ(status_of(launch({"--background"})), 0);
+    start_in_background();
     EXPECT_TRUE(answers());
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    const Peer asking(SOCK_STREAM, control());
-    ASSERT_EQ(getsockopt(asking.descriptor(), SOL_SOCKET, SO_PEERCRED, &peer, &size), 0);
-    EXPECT_NE(peer.pid, 0);
-    kill(peer.pid, SIGKILL);
+    EXPECT_EQ(stop(), 0);
+    EXPECT_THROW(answers(), board::Refusal);
 }
 
 TEST_F(BoardDaemon, WrongOptionsAndPlacesAreRefused)
