@@ -70,6 +70,15 @@ void go_to_background(const std::string &folder)
     dup2(log >= 0 ? log : nothing, STDERR_FILENO);
 }
 
+// With a store of its own, closed before the board may go to the background: LMDB does not cross a fork.
+void equip_store(Board &board)
+{
+    Store store;
+    Appliance appliance{board, store, forget_memory};
+    if (!equip(appliance))
+        throw Refusal("the parameter store in " + Store::default_directory() + " cannot be written", false);
+}
+
 void serve(const Options &options)
 {
     const Hardware &hardware = hardware_named(options.model);
@@ -83,8 +92,7 @@ void serve(const Options &options)
     Appliance appliance{board, store, forget_memory};
     const std::string folder = board_folder();
     Server server(appliance, folder); // first: the store may be that of a board that already runs
-    if (!equip(appliance))
-        throw Refusal("the parameter store in " + Store::default_directory() + " cannot be written", false);
+    equip_store(board);
     if (options.background)
         go_to_background(folder);
     server.run();
