@@ -15,7 +15,6 @@
 #include "board/interpose/world.h"
 #include "nvram.h"
 
-using plexor::board::mode_of;
 using plexor::board::World;
 using plexor::board::world_for;
 
@@ -50,28 +49,19 @@ extern "C" {
 
 int open(const char *path, int flags, ...)
 {
-    std::va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = mode_of(flags, arguments);
-    va_end(arguments);
+    PLEXOR_MODE(flags);
     return route_open(__builtin_return_address(0), path, flags, mode);
 }
 
 int open64(const char *path, int flags, ...)
 {
-    std::va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = mode_of(flags, arguments);
-    va_end(arguments);
+    PLEXOR_MODE(flags);
     return route_open(__builtin_return_address(0), path, flags | O_LARGEFILE, mode);
 }
 
 int openat(int folder, const char *path, int flags, ...)
 {
-    std::va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = mode_of(flags, arguments);
-    va_end(arguments);
+    PLEXOR_MODE(flags);
     if (folder == AT_FDCWD || *path == '/')
         return route_open(__builtin_return_address(0), path, flags, mode);
     return __wrap_openat(folder, path, flags, mode);

@@ -25,3 +25,11 @@ inline mode_t mode_of(int flags, std::va_list arguments)
 }
 
 } // namespace plexor::board
+
+// Declares mode, what open's callers give behind flags where flags say so. A macro, since only the function
+// with the open list of arguments can read it.
+#define PLEXOR_MODE(flags)                                                                                   \
+    std::va_list arguments;                                                                                  \
+    va_start(arguments, flags);                                                                              \
+    const mode_t mode = plexor::board::mode_of(flags, arguments);                                            \
+    va_end(arguments)

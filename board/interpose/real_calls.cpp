@@ -12,37 +12,26 @@
 
 #include "board/interpose/next.h"
 
-using plexor::board::mode_of;
-
 extern "C" {
 
 int __wrap_open(const char *path, int flags, ...)
 {
     PLEXOR_REAL(open);
-    std::va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = mode_of(flags, arguments);
-    va_end(arguments);
+    PLEXOR_MODE(flags);
     return real(path, flags, mode);
 }
 
 int __wrap_open64(const char *path, int flags, ...)
 {
     PLEXOR_REAL(open64);
-    std::va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = mode_of(flags, arguments);
-    va_end(arguments);
+    PLEXOR_MODE(flags);
     return real(path, flags, mode);
 }
 
 int __wrap_openat(int folder, const char *path, int flags, ...)
 {
     PLEXOR_REAL(openat);
-    std::va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = mode_of(flags, arguments);
-    va_end(arguments);
+    PLEXOR_MODE(flags);
     return real(folder, path, flags, mode);
 }
 

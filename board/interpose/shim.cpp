@@ -157,10 +157,7 @@ int open(const char *path, int flags, ...)
     PLEXOR_REAL(open);
     if (const auto device = device_at(path))
         return open_device(*device, flags);
-    std::va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = mode_of(flags, arguments);
-    va_end(arguments);
+    PLEXOR_MODE(flags);
     return real(path, flags, mode);
 }
 
@@ -169,10 +166,7 @@ int open64(const char *path, int flags, ...)
     PLEXOR_REAL(open64);
     if (const auto device = device_at(path))
         return open_device(*device, flags);
-    std::va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = mode_of(flags, arguments);
-    va_end(arguments);
+    PLEXOR_MODE(flags);
     return real(path, flags, mode);
 }
 
@@ -181,10 +175,7 @@ int openat(int folder, const char *path, int flags, ...)
     PLEXOR_REAL(openat);
     if (const auto device = device_at(path))
         return open_device(*device, flags);
-    std::va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = mode_of(flags, arguments);
-    va_end(arguments);
+    PLEXOR_MODE(flags);
     return real(folder, path, flags, mode);
 }
 
