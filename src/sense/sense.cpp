@@ -41,6 +41,11 @@ float correction(const char *key)
     return value;
 }
 
+constexpr int whole_degrees(int hundredths)
+{
+    return hundredths / 100;
+}
+
 // An external meter's value: whole units and tenths in two neighbouring fields.
 float with_tenths(const char *key, int field)
 {
@@ -127,7 +132,7 @@ int GetPowerTemp(float *degrees)
         *degrees = with_tenths("sTEmp_PX", 2);
         break;
     case Thermometer::board:
-        *degrees = static_cast<float>(IICADCTransTemp(nullptr) / 100); // whole degrees
+        *degrees = static_cast<float>(whole_degrees(IICADCTransTemp(nullptr)));
         break;
     case Thermometer::none:
         break;
