@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "board/daemon/appliance.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
 
@@ -18,6 +19,22 @@ bool equip(Appliance &appliance)
     const Hardware &hardware = appliance.board.hardware();
     return appliance.store.set_ethernet_address(ethernet_address_of(hardware)) &&
            appliance.store.provision("IO_number", std::to_string(hardware.index));
+}
+
+bool sample(Appliance &appliance)
+{
+    if (!appliance.board.powered())
+        return true;
+    const auto samples = appliance.board.sensors().samples();
+    return std::all_of(samples.begin(), samples.end(), [&](const Sensors::Sample &sample) {
+        return appliance.store.set(sample.key, sample.text());
+    });
+}
+
+bool restore_power(Appliance &appliance)
+{
+    appliance.board.power_up();
+    return sample(appliance);
 }
 
 bool lose_power(Appliance &appliance)

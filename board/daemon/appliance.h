@@ -25,6 +25,13 @@ EthernetAddress ethernet_address_of(const Hardware &hardware);
 // store refused.
 bool equip(Appliance &appliance);
 
+// Plays the process that samples the sensors: what they say goes into the store, unless there is no power to
+// run it. False when the store refused.
+bool sample(Appliance &appliance);
+
+// The board runs again, and so does its sampling process. False when the store refused a sample.
+bool restore_power(Appliance &appliance);
+
 // False when the store could not be brought back to what flash holds.
 bool lose_power(Appliance &appliance);
 

@@ -24,6 +24,31 @@ namespace
 using namespace plexor::board;
 using nlohmann::json;
 
+constexpr const char *keys_to_set = R"(Keys and values:
+  line.N               high or low: what the outside gives to GPIO line 0 to 95
+  di.N                 active or idle: digital input 1 to 4
+  controller.N         0 to 255: register 0 to 1023 of the board controller
+  iocontroller.N       0 to 255: register 0 to 255 of the I/O controller; no output follows
+  scan                 bytes such as 40,4E: answers of the next bus scans
+  current.N            0 to 255: raw reading of the current of outlet 1 to 8
+  temperature          0 to 255: raw reading of the board's temperature
+  voltage              0 to 255: raw reading of the supply voltage
+  drycontact           open or closed
+  meter                0 to 1000: amperes of the external meter, with tenths
+  ambient.humidity     0 to 100: per cent, external sensor, with tenths
+  ambient.temperature  -100 to 200: degrees Celsius, external sensor, with tenths
+  param.KEY            any text: the parameter store
+
+What a sensor is given goes into the parameter store at once, as the appliance's sampling process leaves it
+there, while the board has power. One that was given nothing is not sampled.)";
+
+constexpr const char *keys_to_get = R"(Keys besides those of set, but for scan:
+  do.N      what digital output 1 to 4 gives: level 1, pulse train 5, 4660 Hz, PWM 5/50, off, ...
+  contacts  on or off for each outlet
+  leds      lit or dark for each outlet
+  offmask   the outlets' states as the parameter store has them
+  power, beeper, model)";
+
 struct Options {
     std::string socket{};
     bool as_json{};
@@ -125,8 +150,8 @@ void add_looking_commands(CLI::App &app, Options &options)
     command->callback([&] { events(options); });
 
     command = app.add_subcommand("get", "prints one value");
-    command->add_option("KEY", options.name, "line.N, controller.N, param.KEY, contacts, leds, offmask, ...")
-        ->required();
+    command->add_option("KEY", options.name, "what set takes, or one of those below")->required();
+    command->footer(keys_to_get);
     command->callback([&] { get(options); });
 }
 
@@ -148,9 +173,9 @@ void add_acting_commands(CLI::App &app, Options &options)
     command->callback([&] { fault(options); });
 
     command = app.add_subcommand("set", "changes one value from outside");
-    command->add_option("KEY", options.name, "line.N, controller.N, scan or param.KEY")->required();
-    command->add_option("VALUE", options.value, "high or low; 0 to 255; bytes such as 40,4E; any text")
-        ->required();
+    command->add_option("KEY", options.name, "one of those below")->required();
+    command->add_option("VALUE", options.value, "what the key takes")->required();
+    command->footer(keys_to_set);
     command->callback([&] { set(options); });
 }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <map>
 #include <string>
 
 #include "board/daemon/properties.h"
@@ -81,6 +82,42 @@ json gpio_of(const Board &board)
     return banks;
 }
 
+json inputs_of(const Board &board)
+{
+    json inputs = json::array();
+    for (int input = 0; board.hardware().digital_io && input < digital_lines; ++input)
+        inputs.push_back({{"input", input + 1}, {"active", board.digital_input(input)}});
+    return inputs;
+}
+
+json outputs_of(const Board &board)
+{
+    json outputs = json::array();
+    for (int output = 0; board.hardware().digital_io && output < digital_lines; ++output)
+        outputs.push_back({{"output", output + 1},
+                           {"signal", board.digital_output(output)},
+                           {"pulses", board.pulses(output)}});
+    return outputs;
+}
+
+json sensors_of(const Board &board)
+{
+    json readings = json::object();
+    for (const Sensors::Sample &sample : board.sensors().samples())
+        readings[std::string(sample.name)] = sample.fields;
+    return readings;
+}
+
+json corrections_in(const std::map<std::string, std::string> &parameters)
+{
+    constexpr std::string_view prefix = "correction_";
+    json corrections = json::object();
+    for (const auto &[key, value] : parameters)
+        if (key.starts_with(prefix) && !value.empty())
+            corrections[key.substr(prefix.size())] = value;
+    return corrections;
+}
+
 json active_faults(const Board &board)
 {
     json names = json::array();
@@ -94,6 +131,7 @@ json describe(const Appliance &appliance)
 {
     const Board &board = appliance.board;
     const Hardware &hardware = board.hardware();
+    const auto parameters = appliance.store.list();
     return {
         {"model",
          {{"code", get_property(appliance, "model")}, {"index", hardware.index}, {"name", hardware.name}}},
@@ -106,9 +144,13 @@ json describe(const Appliance &appliance)
         {"expanders", expanders_of(board)},
         {"controller", controller_of(board)},
         {"gpio", gpio_of(board)},
+        {"inputs", inputs_of(board)},
+        {"outputs", outputs_of(board)},
+        {"sensors", sensors_of(board)},
+        {"corrections", corrections_in(parameters)},
         {"offmask", get_property(appliance, "offmask")},
         {"faults", active_faults(board)},
-        {"params", appliance.store.list()},
+        {"params", parameters},
     };
 }
 
@@ -142,7 +184,8 @@ json lose(Appliance &appliance, const json &)
 
 json power_up(Appliance &appliance, const json &)
 {
-    appliance.board.power_up();
+    if (!restore_power(appliance))
+        throw Refusal("the parameter store refused a sample", false);
     return done();
 }
 

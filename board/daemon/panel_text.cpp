@@ -200,6 +200,45 @@ void draw_controller(Drawing &drawing, const json &registers)
     draw_words(drawing, "board controller", words, register_rows);
 }
 
+// What only I/O models have.
+void draw_digital(Drawing &drawing, const json &board)
+{
+    std::vector<std::string> inputs;
+    for (const json &input : board.at("inputs"))
+        inputs.push_back("DI" + std::to_string(input.at("input").get<int>()) +
+                         (input.at("active").get<bool>() ? " active" : " idle"));
+    std::vector<std::string> outputs;
+    for (const json &output : board.at("outputs"))
+        outputs.push_back("DO" + std::to_string(output.at("output").get<int>()) + " " +
+                          output.at("signal").get<std::string>());
+    if (!inputs.empty())
+        draw_words(drawing, "digital inputs", inputs, register_rows);
+    if (!outputs.empty())
+        draw_words(drawing, "digital outputs", outputs, register_rows);
+}
+
+std::string semicolons(const std::vector<int> &fields)
+{
+    std::string text;
+    for (const int field : fields)
+        text += (text.empty() ? "" : ";") + std::to_string(field);
+    return text;
+}
+
+void draw_sensors(Drawing &drawing, const json &board)
+{
+    std::vector<std::string> readings;
+    for (const auto &[sensor, fields] : board.at("sensors").items())
+        readings.push_back(sensor + " " + semicolons(fields.get<std::vector<int>>()));
+    if (!readings.empty())
+        draw_words(drawing, "raw readings", readings, register_rows);
+    std::vector<std::string> corrections;
+    for (const auto &[name, value] : board.at("corrections").items())
+        corrections.push_back(tame(name + " " + value.get<std::string>(), width - indent));
+    if (!corrections.empty())
+        draw_words(drawing, "corrections", corrections, register_rows);
+}
+
 void draw_faults(Drawing &drawing, const json &faults)
 {
     if (!faults.empty())
@@ -221,6 +260,8 @@ std::string draw_panel(const json &board, bool colours)
     drawing.rule();
     draw_expanders(drawing, board.at("expanders"));
     draw_controller(drawing, board.at("controller"));
+    draw_digital(drawing, board);
+    draw_sensors(drawing, board);
     draw_faults(drawing, board.at("faults"));
     drawing.bottom();
     return std::move(drawing).picture();

@@ -5,6 +5,7 @@
 #include <array>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <optional>
 #include <vector>
 
@@ -33,11 +34,59 @@ std::optional<int> number_in(std::string_view text, int base, int largest)
     return number;
 }
 
-int index_in(std::string_view name, std::string_view text, int largest)
+int index_in(std::string_view name, std::string_view text, int largest, int smallest = 0)
 {
-    if (const auto index = number_in(text, 10, largest))
-        return *index;
-    throw Refusal(std::string(name) + ".N needs N of 0 to " + std::to_string(largest));
+    const auto index = number_in(text, 10, largest);
+    if (!index || *index < smallest)
+        throw Refusal(std::string(name) + ".N needs N of " + std::to_string(smallest) + " to " +
+                      std::to_string(largest));
+    return *index;
+}
+
+std::uint8_t byte_in(std::string_view name, std::string_view text)
+{
+    const bool hex = text.starts_with("0x");
+    if (const auto byte = number_in(text.substr(hex ? 2 : 0), hex ? 16 : 10, 255))
+        return static_cast<std::uint8_t>(*byte);
+    throw Refusal(std::string(name) + " takes 0 to 255, or 0x00 to 0xff");
+}
+
+// "23.4" is 234, "-0.5" is -5, "7" is 70; nothing for what has another form.
+std::optional<int> tenths_of(std::string_view text)
+{
+    const bool negative = text.starts_with('-');
+    std::string digits(text.substr(negative ? 1 : 0));
+    if (digits.empty())
+        return std::nullopt;
+    if (digits.size() > 2 && digits[digits.size() - 2] == '.')
+        digits.erase(digits.size() - 2, 1);
+    else
+        digits += '0';
+    const auto size = number_in(digits, 10, 1'000'000);
+    return negative && size ? -*size : size;
+}
+
+int tenths_in(std::string_view name, std::string_view text, int smallest, int largest)
+{
+    const auto tenths = tenths_of(text);
+    if (!tenths || *tenths < smallest * 10 || *tenths > largest * 10)
+        throw Refusal(std::string(name) + " takes " + std::to_string(smallest) + " to " +
+                      std::to_string(largest) + ", with tenths such as 4.5");
+    return *tenths;
+}
+
+std::string with_tenths(int value)
+{
+    const int size = std::abs(value);
+    return (value < 0 ? "-" : "") + std::to_string(size / 10) + "." + std::to_string(size % 10);
+}
+
+// The value of a key that takes two words: true for the first.
+bool is_first(std::string_view key, std::string_view value, std::string_view first, std::string_view second)
+{
+    if (value != first && value != second)
+        throw Refusal(std::string(key) + " takes " + std::string(first) + " or " + std::string(second));
+    return value == first;
 }
 
 std::uint8_t hex_byte(std::string_view text)
@@ -66,9 +115,7 @@ std::string get_line(const Appliance &appliance, std::string_view index)
 void set_line(Appliance &appliance, std::string_view index, std::string_view value)
 {
     const int line = index_in("line", index, 95);
-    if (value != "high" && value != "low")
-        throw Refusal("line.N takes high or low");
-    appliance.board.set_input(line, value == "high");
+    appliance.board.set_input(line, is_first("line.N", value, "high", "low"));
 }
 
 std::string get_controller(const Appliance &appliance, std::string_view index)
@@ -80,11 +127,140 @@ std::string get_controller(const Appliance &appliance, std::string_view index)
 void set_controller(Appliance &appliance, std::string_view index, std::string_view value)
 {
     const int reg = index_in("controller", index, controller_registers - 1);
-    const bool hex = value.starts_with("0x");
-    const auto byte = number_in(value.substr(hex ? 2 : 0), hex ? 16 : 10, 255);
-    if (!byte)
-        throw Refusal("controller.N takes 0 to 255, or 0x00 to 0xff");
-    appliance.board.set_controller(reg, static_cast<std::uint8_t>(*byte));
+    appliance.board.set_controller(reg, byte_in("controller.N", value));
+}
+
+std::string get_io_controller(const Appliance &appliance, std::string_view index)
+{
+    return std::to_string(appliance.board.io_register(index_in("iocontroller", index, 255)));
+}
+
+void set_io_controller(Appliance &appliance, std::string_view index, std::string_view value)
+{
+    const int reg = index_in("iocontroller", index, 255);
+    appliance.board.set_io_register(reg, byte_in("iocontroller.N", value));
+}
+
+int digital_line(std::string_view name, std::string_view index)
+{
+    return index_in(name, index, digital_lines, 1) - 1;
+}
+
+std::string get_input(const Appliance &appliance, std::string_view index)
+{
+    return appliance.board.digital_input(digital_line("di", index)) ? "active" : "idle";
+}
+
+void set_input(Appliance &appliance, std::string_view index, std::string_view value)
+{
+    const int input = digital_line("di", index);
+    appliance.board.set_digital_input(input, is_first("di.N", value, "active", "idle"));
+}
+
+std::string get_output(const Appliance &appliance, std::string_view index)
+{
+    return appliance.board.digital_output(digital_line("do", index));
+}
+
+void require_sampled(Appliance &appliance)
+{
+    if (!sample(appliance))
+        throw Refusal("the parameter store refused the sample", false);
+}
+
+template <Sensor sensor>
+std::string get_raw(const Appliance &appliance, std::string_view)
+{
+    return std::to_string(appliance.board.sensors().field(sensor, 0));
+}
+
+template <Sensor sensor>
+void set_raw(Appliance &appliance, std::string_view, std::string_view value)
+{
+    appliance.board.sensors().set_field(sensor, 0, byte_in("a raw reading", value));
+    require_sampled(appliance);
+}
+
+std::size_t current_channel(std::string_view index)
+{
+    return static_cast<std::size_t>(index_in("current", index, 8, 1) - 1);
+}
+
+std::string get_current(const Appliance &appliance, std::string_view index)
+{
+    return std::to_string(appliance.board.sensors().field(Sensor::current, current_channel(index)));
+}
+
+void set_current(Appliance &appliance, std::string_view index, std::string_view value)
+{
+    const std::size_t channel = current_channel(index);
+    appliance.board.sensors().set_field(Sensor::current, channel, byte_in("a raw reading", value));
+    require_sampled(appliance);
+}
+
+std::string get_dry_contact(const Appliance &appliance, std::string_view)
+{
+    return appliance.board.sensors().field(Sensor::dry_contact, 0) == 0 ? "open" : "closed";
+}
+
+void set_dry_contact(Appliance &appliance, std::string_view, std::string_view value)
+{
+    const bool open = is_first("drycontact", value, "open", "closed");
+    appliance.board.sensors().set_field(Sensor::dry_contact, 0, open ? 0 : 1);
+    require_sampled(appliance);
+}
+
+// A quantity that an external device measures, in tenths.
+struct External {
+    std::string_view key;
+    Sensor sensor;
+    std::size_t field;
+    int smallest, largest;
+};
+constexpr std::array externals{
+    External{"meter", Sensor::meter, 0, 0, 1000},
+    External{"ambient.humidity", Sensor::ambient, 0, 0, 100},
+    External{"ambient.temperature", Sensor::ambient, 2, -100, 200},
+};
+
+const External &external(std::string_view key)
+{
+    for (const External &found : externals)
+        if (found.key == key)
+            return found;
+    throw Refusal("ambient.WHAT is ambient.humidity or ambient.temperature");
+}
+
+std::string get_external(const Appliance &appliance, const External &its)
+{
+    return with_tenths(appliance.board.sensors().tenths(its.sensor, its.field));
+}
+
+void set_external(Appliance &appliance, const External &its, std::string_view value)
+{
+    const int tenths = tenths_in(its.key, value, its.smallest, its.largest);
+    appliance.board.sensors().set_tenths(its.sensor, its.field, tenths);
+    require_sampled(appliance);
+}
+
+std::string get_meter(const Appliance &appliance, std::string_view)
+{
+    return get_external(appliance, external("meter"));
+}
+
+void set_meter(Appliance &appliance, std::string_view, std::string_view value)
+{
+    set_external(appliance, external("meter"), value);
+}
+
+std::string get_ambient(const Appliance &appliance, std::string_view what)
+{
+    return get_external(appliance, external("ambient." + std::string(what)));
+}
+
+void set_ambient(Appliance &appliance, std::string_view what, std::string_view value)
+{
+    set_external(appliance, external("ambient." + std::string(what)), value);
 }
 
 void set_scan(Appliance &appliance, std::string_view, std::string_view value)
@@ -148,6 +324,15 @@ std::string get_model(const Appliance &appliance, std::string_view)
 constexpr std::array properties{
     Property{"line", "N", get_line, set_line},
     Property{"controller", "N", get_controller, set_controller},
+    Property{"iocontroller", "N", get_io_controller, set_io_controller},
+    Property{"di", "N", get_input, set_input},
+    Property{"do", "N", get_output, nullptr},
+    Property{"current", "N", get_current, set_current},
+    Property{"temperature", "", get_raw<Sensor::temperature>, set_raw<Sensor::temperature>},
+    Property{"voltage", "", get_raw<Sensor::voltage>, set_raw<Sensor::voltage>},
+    Property{"drycontact", "", get_dry_contact, set_dry_contact},
+    Property{"meter", "", get_meter, set_meter},
+    Property{"ambient", "WHAT", get_ambient, set_ambient},
     Property{"param", "KEY", get_parameter, set_parameter},
     Property{"scan", "", nullptr, set_scan},
     Property{"contacts", "", get_contacts, nullptr},

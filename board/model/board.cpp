@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "board/model/board.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <utility>
@@ -8,6 +9,7 @@
 #include "board/model/board_controller.h"
 #include "board/model/faults.h"
 #include "board/model/gpio.h"
+#include "board/model/io_controller.h"
 #include "board/model/led_expander.h"
 #include "board/model/panel.h"
 #include "board/model/relay_chain.h"
@@ -20,7 +22,9 @@ namespace
 
 constexpr int strap_line = 3;
 constexpr std::array relay_lines{22, 23, 24, 25, 26, 29, 27, 28};
+constexpr std::array input_lines{26, 27, 28, 29};
 constexpr std::uint32_t controller_address = 0xA0;
+constexpr std::uint32_t io_controller_address = 0x32;
 constexpr std::array<std::uint32_t, 2> expander_addresses{0x34, 0x36};
 constexpr std::uint8_t no_led_lit = 0x0F;
 
@@ -39,6 +43,28 @@ std::vector<TwoState> make_contacts(const Hardware &hardware, Timeline &timeline
     return contacts;
 }
 
+std::vector<TwoState> make_inputs(Timeline &timeline)
+{
+    std::vector<TwoState> inputs;
+    while (inputs.size() < input_lines.size()) {
+        inputs.emplace_back(timeline, "input", "DI " + std::to_string(inputs.size() + 1),
+                            TwoState::Words{"active", "idle"});
+    }
+    return inputs;
+}
+
+// Zero for a register that does not exist.
+std::uint8_t byte_of(const I2cDevice &device, int reg)
+{
+    const auto position = static_cast<std::uint32_t>(reg);
+    return device.has(position, 1) ? device.read(position, 1).front() : std::uint8_t{0};
+}
+
+bool is_output(int output)
+{
+    return output >= 0 && static_cast<std::size_t>(output) < IoController::outputs;
+}
+
 } // namespace
 
 struct Board::Parts {
@@ -46,6 +72,7 @@ struct Board::Parts {
 
     Reply handle_gpio(const Request &request);
     void follow_lines(std::int32_t pid);
+    void set_input(int line, bool high);
 
     Hardware hardware;
     bool latching;
@@ -56,7 +83,10 @@ struct Board::Parts {
     std::vector<TwoState> contacts;
     RelayChain chain;
     Panel panel;
+    std::vector<TwoState> inputs;
     BoardController controller{};
+    IoController io_controller{timeline};
+    Sensors sensors{timeline};
     std::vector<LedExpander> expanders{};
     I2cBus bus{timeline};
 };
@@ -64,10 +94,11 @@ struct Board::Parts {
 Board::Parts::Parts(const Hardware &model, bool strapped_latching, std::function<std::int64_t()> now)
     : hardware(model), latching(strapped_latching), timeline(std::move(now)),
       contacts(make_contacts(hardware, timeline)), chain(hardware.relays, latching, contacts, timeline),
-      panel(hardware, timeline)
+      panel(hardware, timeline), inputs(make_inputs(timeline))
 {
     gpio.set_input(strap_line, latching);
     bus.attach(controller_address, controller);
+    bus.attach(io_controller_address, io_controller);
     if (hardware.leds == LedPath::expanders) {
         const auto leds = panel.outlet_leds();
         expanders = {LedExpander(leds.first<LedExpander::leds>()),
@@ -95,6 +126,15 @@ void Board::Parts::follow_lines(std::int32_t pid)
     }
     for (std::size_t outlet = 0; outlet < contacts.size(); ++outlet) {
         contacts[outlet].set(gpio.driven_low(relay_lines[outlet]), pid);
+    }
+}
+
+void Board::Parts::set_input(int line, bool high)
+{
+    gpio.set_input(line, high);
+    const auto *const found = std::find(input_lines.begin(), input_lines.end(), line);
+    if (found != input_lines.end()) {
+        inputs[static_cast<std::size_t>(found - input_lines.begin())].set(!high, 0);
     }
 }
 
@@ -151,6 +191,7 @@ void Board::power_loss()
     parts_->follow_lines(0);
     parts_->chain.power_loss();
     parts_->panel.power_loss();
+    parts_->io_controller.power_loss();
     for (LedExpander &expander : parts_->expanders) {
         expander.reset();
     }
@@ -199,9 +240,7 @@ std::uint8_t Board::expander(int which) const
 
 std::uint8_t Board::controller(int reg) const
 {
-    const auto position = static_cast<std::uint32_t>(reg);
-    return parts_->controller.has(position, 1) ? parts_->controller.read(position, 1).front()
-                                               : std::uint8_t{0};
+    return byte_of(parts_->controller, reg);
 }
 
 void Board::set_controller(int reg, std::uint8_t value)
@@ -222,7 +261,7 @@ std::uint32_t Board::gpio_outputs(int group) const
 }
 void Board::set_input(int line, bool high)
 {
-    parts_->gpio.set_input(line, high);
+    parts_->set_input(line, high);
 }
 
 void Board::set_scan_answers(std::vector<std::uint8_t> addresses)
@@ -230,10 +269,62 @@ void Board::set_scan_answers(std::vector<std::uint8_t> addresses)
     parts_->bus.set_scan_answers(std::move(addresses));
 }
 
+bool Board::digital_input(int input) const
+{
+    const auto position = static_cast<std::size_t>(input);
+    return input >= 0 && position < input_lines.size() &&
+           (parts_->gpio.levels(0) >> input_lines[position] & 1) == 0;
+}
+
+void Board::set_digital_input(int input, bool active)
+{
+    const auto position = static_cast<std::size_t>(input);
+    if (input >= 0 && position < input_lines.size()) {
+        set_input(input_lines[position], !active);
+    }
+}
+
+std::string Board::digital_output(int output) const
+{
+    return powered() && is_output(output) ? parts_->io_controller.signal(static_cast<std::size_t>(output))
+                                          : "off";
+}
+
+std::uint32_t Board::pulses(int output) const
+{
+    return is_output(output) ? parts_->io_controller.pulses(static_cast<std::size_t>(output)) : 0;
+}
+
+std::uint8_t Board::io_register(int reg) const
+{
+    return byte_of(parts_->io_controller, reg);
+}
+
+void Board::set_io_register(int reg, std::uint8_t value)
+{
+    if (parts_->io_controller.has(static_cast<std::uint32_t>(reg), 1)) {
+        parts_->io_controller.preset(static_cast<std::uint8_t>(reg), value);
+    }
+}
+
+Sensors &Board::sensors()
+{
+    return parts_->sensors;
+}
+const Sensors &Board::sensors() const
+{
+    return parts_->sensors;
+}
+
 bool Board::set_fault(std::string_view name, bool on)
 {
     const bool known = parts_->faults.set(name, on);
-    parts_->bus.corrupt_reads(parts_->faults.on("i2c-corrupt"));
+    parts_->bus.corrupt_reads(fault("i2c-corrupt"));
+    if (fault("io-controller-absent")) {
+        parts_->bus.detach(io_controller_address);
+    } else {
+        parts_->bus.attach(io_controller_address, parts_->io_controller);
+    }
     return known;
 }
 

@@ -15,6 +15,7 @@
 
 #include "board/model/device.h"
 #include "board/model/hardware.h"
+#include "board/model/sensors.h"
 #include "board/model/timeline.h"
 
 namespace plexor::board
@@ -56,6 +57,18 @@ class Board
     void set_input(int line, bool high);              // the level that the outside gives to line 0..95
     void
     set_scan_answers(std::vector<std::uint8_t> addresses); // bytes of the next bus scans; the last one stays
+
+    // Digital inputs and outputs 0..3. Every board has their lines and their controller, for the appliance's
+    // programs do not ask for the model; only boards with digital_io lead them outside.
+    bool digital_input(int input) const; // true: active, the line is low
+    void set_digital_input(int input, bool active);
+    std::string digital_output(int output) const; // "level 1", "pulse train 5", "4660 Hz", "PWM 5/50", "off"
+    std::uint32_t pulses(int output) const;       // in the trains that it gave since power-up
+    std::uint8_t io_register(int reg) const;      // one byte of the I/O controller
+    void set_io_register(int reg, std::uint8_t value); // as its firmware does, so no output follows
+
+    Sensors &sensors();
+    const Sensors &sensors() const;
 
     // Faults by name; set_fault returns false for a name that is not in fault_names().
     bool set_fault(std::string_view name, bool on);

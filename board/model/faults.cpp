@@ -34,8 +34,8 @@ constexpr DeviceFault failing[] = {
 const std::vector<std::string> &Faults::names()
 {
     static const std::vector<std::string> all{
-        "gpio-absent", "relays-absent", "i2c-absent",  "gpio-fails",       "relays-fail",
-        "i2c-fails",   "i2c-stuck",     "i2c-corrupt", "ethernet-address",
+        "gpio-absent", "relays-absent", "i2c-absent",  "gpio-fails",           "relays-fail",
+        "i2c-fails",   "i2c-stuck",     "i2c-corrupt", "io-controller-absent", "ethernet-address",
     };
     return all;
 }

@@ -22,6 +22,7 @@ struct Hardware {
     int beeper_line; // 45 or 0
     bool wifi_led;
     bool usb_led;
+    bool digital_io; // terminals for DI 1 to 4 and DO 1 to 4
 };
 
 // Every model code of the family in ascending model index (the first of two codes of index 1 is 0x00C341),

@@ -30,6 +30,7 @@ class I2cBus
     explicit I2cBus(Timeline &timeline) : timeline_(timeline) {}
 
     void attach(std::uint32_t address, I2cDevice &device) { devices_[address] = &device; }
+    void detach(std::uint32_t address) { devices_.erase(address); }
     void set_scan_answers(std::vector<std::uint8_t> addresses);
     void corrupt_reads(bool on) { corrupt_ = on; } // every bit comes back inverted
 

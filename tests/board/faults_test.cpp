@@ -29,8 +29,9 @@ class Faults : public ::testing::Test
 
 TEST_F(Faults, AreTheseAndNoneIsOnAtFirst)
 {
-    const Texts expected{"gpio-absent", "relays-absent", "i2c-absent",  "gpio-fails",      "relays-fail",
-                         "i2c-fails",   "i2c-stuck",     "i2c-corrupt", "ethernet-address"};
+    const Texts expected{"gpio-absent",          "relays-absent",   "i2c-absent", "gpio-fails",
+                         "relays-fail",          "i2c-fails",       "i2c-stuck",  "i2c-corrupt",
+                         "io-controller-absent", "ethernet-address"};
     EXPECT_EQ(board::Board::fault_names(), expected);
     for (const std::string &name : expected) {
         EXPECT_FALSE(board.fault(name));

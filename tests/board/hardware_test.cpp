@@ -90,6 +90,13 @@ TEST(Hardware, EachIndexHasItsWiring)
     }
 }
 
+TEST(Hardware, OneModelHasTerminalsForDigitalInputsAndOutputs)
+{
+    for (const board::Hardware &hardware : board::all_hardware()) {
+        EXPECT_EQ(hardware.digital_io, hardware.index == 5) << hardware.name;
+    }
+}
+
 TEST(Hardware, AnythingElseIsTheUnknownBoard)
 {
     EXPECT_EQ(board::hardware_by_code(0x00C399).index, 0);

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/system/processes.h"
 
@@ -46,6 +48,18 @@ class BoardCommands : public ::testing::Test
             request.data = {static_cast<std::uint8_t>(group), pattern, 0, 2, 8};
             EXPECT_EQ(board_.handle(request).error, 0);
         }
+    }
+
+    void write_io_controller(std::uint32_t reg, const std::vector<std::uint8_t> &bytes)
+    {
+        board::Request request;
+        request.device = board::Device::i2c;
+        request.number = 17;
+        request.address = 0x32;
+        request.reg = reg;
+        request.length = static_cast<std::uint32_t>(bytes.size());
+        request.data = bytes;
+        EXPECT_EQ(board_.handle(request).error, 0);
     }
 
     std::int64_t now_{};
@@ -101,6 +115,8 @@ TEST_F(BoardCommands, ShowDescribesTheBoard)
     EXPECT_EQ(shown.at("gpio").size(), 3U);
     EXPECT_EQ(shown.at("offmask"), "fe");
     EXPECT_EQ(shown.at("faults"), json::array());
+    for (const char *io : {"inputs", "outputs"})
+        EXPECT_EQ(shown.at(io), json::array()) << io;
     EXPECT_EQ(shown.at("params"), json::parse(R"({"IO_number":"2","SPI_buf_1":"fe"})"));
 }
 
@@ -189,14 +205,16 @@ TEST_F(BoardCommands, ParametersAreReadAndWrittenLive)
 
 TEST_F(BoardCommands, WrongKeysAreAnsweredWithTheRightOnes)
 {
-    const std::string to_get =
-        "line.N, controller.N, param.KEY, contacts, leds, offmask, power, beeper, model";
+    const std::string to_get = "line.N, controller.N, iocontroller.N, di.N, do.N, current.N, temperature, "
+                               "voltage, drycontact, meter, "
+                               "ambient.WHAT, param.KEY, contacts, leds, offmask, power, beeper, model";
     EXPECT_EQ(get("nothing"), refused("no key \"nothing\" to get; there are " + to_get));
     EXPECT_EQ(get("line"), refused("no key \"line\" to get; there are " + to_get));
     EXPECT_EQ(get("power.1"), refused("no key \"power.1\" to get; there are " + to_get));
     EXPECT_EQ(get("scan"), refused("no key \"scan\" to get; there are " + to_get));
     EXPECT_EQ(set("contacts", "on"),
-              refused("no key \"contacts\" to set; there are line.N, controller.N, param.KEY, scan"));
+              refused("no key \"contacts\" to set; there are line.N, controller.N, iocontroller.N, di.N, "
+                      "current.N, temperature, voltage, drycontact, meter, ambient.WHAT, param.KEY, scan"));
 }
 
 TEST_F(BoardCommands, EveryFaultCanBeSwitchedAndIsListed)
@@ -278,6 +296,153 @@ TEST_F(BoardCommands, TextThatIsNoUtf8IsGivenWithReplacementCharacters)
 {
     store_.set("SPI_buf_1", "\xff");
     EXPECT_EQ(board::to_line(get("offmask")), "{\"ok\":true,\"value\":\"\xef\xbf\xbd\"}\n");
+}
+
+TEST_F(BoardCommands, DigitalInputsAreActiveWhileTheirLineIsLow)
+{
+    EXPECT_EQ(get("di.1"), value("idle"));
+    EXPECT_EQ(set("di.1", "active"), done());
+    EXPECT_EQ(get("di.1"), value("active"));
+    EXPECT_EQ(get("line.26"), value("low"));
+    set("line.29", "low");
+    EXPECT_EQ(get("di.4"), value("active"));
+    set("di.4", "idle");
+    EXPECT_EQ(get("line.29"), value("high"));
+    EXPECT_EQ(set("di.0", "idle"), refused("di.N needs N of 1 to 4"));
+    EXPECT_EQ(get("di.5"), refused("di.N needs N of 1 to 4"));
+    EXPECT_EQ(set("di.1", "low"), refused("di.N takes active or idle"));
+}
+
+TEST_F(BoardCommands, DigitalOutputsAreLookedAt)
+{
+    write_io_controller(0x53, {1});
+    EXPECT_EQ(get("do.3"), value("level 1"));
+    EXPECT_EQ(get("do.4"), value("level 0"));
+    EXPECT_EQ(get("iocontroller.83"), value("1"));
+    EXPECT_EQ(get("do.0"), refused("do.N needs N of 1 to 4"));
+    EXPECT_TRUE(set("do.4", "level 1").at("usage"));
+    ask({{"command", "power-loss"}});
+    EXPECT_EQ(get("do.4"), value("off"));
+}
+
+TEST_F(BoardCommands, RegistersOfTheIoControllerAreSetWithoutAnOutputThatFollows)
+{
+    EXPECT_EQ(set("iocontroller.80", "0x01"), done());
+    EXPECT_EQ(set("iocontroller.255", "200"), done());
+    EXPECT_EQ(get("iocontroller.80"), value("1"));
+    EXPECT_EQ(get("iocontroller.255"), value("200"));
+    EXPECT_EQ(get("do.1"), value("level 1"));
+    EXPECT_EQ(set("iocontroller.80", "256"), refused("iocontroller.N takes 0 to 255, or 0x00 to 0xff"));
+    EXPECT_EQ(get("iocontroller.256"), refused("iocontroller.N needs N of 0 to 255"));
+}
+
+TEST_F(BoardCommands, WhatASensorIsGivenIsSampledIntoTheStore)
+{
+    struct Row {
+        const char *key, *given, *parameter, *sampled;
+    };
+    for (const Row &row :
+         {Row{"current.3", "88", "sIICAmp_PX", "0;0;88;0;0;0;0;0"},
+          Row{"current.8", "0xff", "sIICAmp_PX", "0;0;88;0;0;0;0;255"},
+          Row{"temperature", "120", "sIICTemp", "120"}, Row{"voltage", "160", "sIICVolt", "160"},
+          Row{"drycontact", "closed", "sIICDi", "1"}, Row{"drycontact", "open", "sIICDi", "0"},
+          Row{"meter", "4.5", "sAmp_PX", "4;5;0;0"}, Row{"ambient.humidity", "45.5", "sTEmp_PX", "45;5;0;0"},
+          Row{"ambient.temperature", "-3", "sTEmp_PX", "45;5;-3;0"}}) {
+        EXPECT_EQ(set(row.key, row.given), done()) << row.key;
+        EXPECT_EQ(store_.get(row.parameter), row.sampled) << row.key;
+    }
+}
+
+TEST_F(BoardCommands, SensorsAreReadBackAsTheyWereGiven)
+{
+    EXPECT_EQ(get("meter"), value("0.0"));
+    EXPECT_EQ(get("drycontact"), value("open"));
+    for (const auto &[key, given] : {std::pair{"current.1", "255"},
+                                     {"temperature", "1"},
+                                     {"voltage", "2"},
+                                     {"drycontact", "closed"},
+                                     {"meter", "1000.0"},
+                                     {"ambient.humidity", "0.1"},
+                                     {"ambient.temperature", "-0.5"}}) {
+        set(key, given);
+        EXPECT_EQ(get(key), value(given)) << key;
+    }
+    EXPECT_EQ(get("current.2"), value("0"));
+}
+
+TEST_F(BoardCommands, WrongReadingsAreRefusedAndNothingIsSampled)
+{
+    for (const char *wrong : {"", "256", "-1", "4.5", "x"})
+        for (const char *key : {"current.1", "temperature", "voltage"})
+            EXPECT_EQ(set(key, wrong), refused("a raw reading takes 0 to 255, or 0x00 to 0xff")) << wrong;
+    for (const char *wrong :
+         {"", "-", ".", ".5", "4.", "4.55", "4,5", "-0.1", "1000.1", "--1", "99999999999"})
+        EXPECT_EQ(set("meter", wrong), refused("meter takes 0 to 1000, with tenths such as 4.5")) << wrong;
+    EXPECT_EQ(set("ambient.humidity", "100.1"),
+              refused("ambient.humidity takes 0 to 100, with tenths such as 4.5"));
+    EXPECT_EQ(set("ambient.temperature", "-100.1"),
+              refused("ambient.temperature takes -100 to 200, with tenths such as 4.5"));
+    const json no_quantity = refused("ambient.WHAT is ambient.humidity or ambient.temperature");
+    EXPECT_EQ(set("ambient.", "1"), no_quantity);
+    EXPECT_EQ(get("ambient.light"), no_quantity);
+    EXPECT_EQ(set("drycontact", "1"), refused("drycontact takes open or closed"));
+    EXPECT_EQ(set("current.0", "1"), refused("current.N needs N of 1 to 8"));
+    EXPECT_EQ(set("current.9", "1"), refused("current.N needs N of 1 to 8"));
+    EXPECT_EQ(ask({{"command", "show"}}).at("board").at("sensors"), json::object());
+}
+
+TEST_F(BoardCommands, SensorsAreSampledAgainWhenThePowerIsBack)
+{
+    set("temperature", "120");
+    ask({{"command", "power-loss"}});
+    EXPECT_EQ(set("temperature", "121"), done());
+    EXPECT_EQ(store_.get("sIICTemp"), std::nullopt);
+    ask({{"command", "power-up"}});
+    EXPECT_EQ(store_.get("sIICTemp"), "121");
+}
+
+TEST_F(BoardCommands, AStoreThatRefusesASampleIsReported)
+{
+    board::Store unreachable("/proc/no/such/folder");
+    board::Appliance broken{board_, unreachable};
+    const json request{{"command", "set"}, {"key", "voltage"}, {"value", "1"}};
+    EXPECT_EQ(answer(broken, request.dump()).reply,
+              board::refusal_reply("the parameter store refused the sample", false));
+    board_.power_loss();
+    EXPECT_EQ(answer(broken, R"({"command":"power-up"})").reply,
+              board::refusal_reply("the parameter store refused a sample", false));
+}
+
+TEST_F(BoardCommands, ShowGivesRawReadingsAndTheCorrectionsInForce)
+{
+    set("current.1", "87");
+    set("ambient.humidity", "45.5");
+    store_.set("correction_temp", "0.5");
+    store_.set("correction_vlot", "");
+    const json shown = ask({{"command", "show"}}).at("board");
+    EXPECT_EQ(shown.at("sensors"), json::parse(R"({"current":[87,0,0,0,0,0,0,0],"ambient":[45,5,0,0]})"));
+    EXPECT_EQ(shown.at("corrections"), json::parse(R"({"temp":"0.5"})"));
+}
+
+class IoBoard : public BoardCommands
+{
+  protected:
+    IoBoard() : BoardCommands(0x00C318) {}
+};
+
+TEST_F(IoBoard, ShowsItsDigitalInputsAndOutputs)
+{
+    set("di.2", "active");
+    write_io_controller(0x33, {0, 0});
+    write_io_controller(0x01, {0, 10});
+    write_io_controller(0x50, {2});
+    const json shown = ask({{"command", "show"}}).at("board");
+    EXPECT_EQ(shown.at("inputs").size(), 4U);
+    EXPECT_EQ(shown.at("inputs").at(0), json::parse(R"({"input":1,"active":false})"));
+    EXPECT_EQ(shown.at("inputs").at(1), json::parse(R"({"input":2,"active":true})"));
+    EXPECT_EQ(shown.at("outputs").size(), 4U);
+    EXPECT_EQ(shown.at("outputs").at(0), json::parse(R"({"output":1,"signal":"pulse train 5","pulses":5})"));
+    EXPECT_EQ(shown.at("outputs").at(3), json::parse(R"({"output":4,"signal":"level 1","pulses":0})"));
 }
 
 class UnknownBoard : public BoardCommands

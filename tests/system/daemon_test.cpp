@@ -395,6 +395,20 @@ TEST_F(BoardDaemon, TheBoardPutsItsIdentityIntoTheStore)
     EXPECT_EQ(store.ethernet_address(), (board::EthernetAddress{0x00, 0xC3, 0x47, 1, 2, 3}));
 }
 
+TEST_F(BoardDaemon, WhatItSamplesIsSeenByOtherProcesses)
+{
+    start();
+    const board::Store store;
+    EXPECT_EQ(store.get("sIICAmp_PX"), std::nullopt);
+    ask({{"command", "set"}, {"key", "current.3"}, {"value", "88"}});
+    EXPECT_EQ(store.get("sIICAmp_PX"), "0;0;88;0;0;0;0;0");
+    EXPECT_EQ(last_event().at("kind"), "sensor");
+    ask({{"command", "power-loss"}});
+    EXPECT_EQ(store.get("sIICAmp_PX"), std::nullopt);
+    ask({{"command", "power-up"}});
+    EXPECT_EQ(store.get("sIICAmp_PX"), "0;0;88;0;0;0;0;0");
+}
+
 TEST_F(BoardDaemon, SigtermEndsItAndItsSocketsAreGone)
 {
     start();

@@ -19,7 +19,8 @@ json small_board()
         "power": true, "latching": true, "beeper": false, "wifi_led": null, "usb_led": null,
         "outlets": [{"outlet": 1, "live": true, "closed": true, "led": true},
                     {"outlet": 2, "live": false, "closed": false, "led": false}],
-        "expanders": {}, "controller": [[1, 2]], "offmask": "2", "faults": []})");
+        "expanders": {}, "controller": [[1, 2]], "inputs": [], "outputs": [], "sensors": {}, "corrections": {},
+        "offmask": "2", "faults": []})");
 }
 
 std::size_t columns(const std::string &line)
@@ -68,6 +69,42 @@ TEST(PanelText, ShowsWhatAnEightOutletBoardHasBesides)
          {"ordinary relays", "no power", "beeper on ♪", "off mask not set", "Wi-Fi ●", "USB ○", "│(on) │",
           "LED expanders       0x34 = 0D  0x36 = 0F", "faults              i2c-stuck  gpio-fails"})
         EXPECT_NE(picture.find(part), std::string::npos) << part << picture;
+    expect_every_line_80_columns_wide(picture);
+}
+
+TEST(PanelText, ShowsDigitalInputsAndOutputsWhereThereAreAny)
+{
+    json shown = small_board();
+    shown["inputs"] = json::parse(R"([{"input":1,"active":true},{"input":2,"active":false}])");
+    shown["outputs"] = json::parse(R"([{"output":1,"signal":"PWM 5/50","pulses":0},
+                                       {"output":2,"signal":"level 1","pulses":0}])");
+    const std::string picture = board::draw_panel(shown, false);
+    EXPECT_NE(picture.find("digital inputs      DI1 active  DI2 idle "), std::string::npos) << picture;
+    EXPECT_NE(picture.find("digital outputs     DO1 PWM 5/50  DO2 level 1 "), std::string::npos) << picture;
+    expect_every_line_80_columns_wide(picture);
+}
+
+TEST(PanelText, LongOutputSignalsTakeFurtherRowsAndNoneIsLeftOut)
+{
+    json shown = small_board();
+    for (int output = 1; output <= 4; ++output)
+        shown["outputs"].push_back({{"output", output}, {"signal", "pulse train 2147483647"}, {"pulses", 0}});
+    const std::string picture = board::draw_panel(shown, false);
+    for (const char *name : {"DO1 ", "DO2 ", "DO3 ", "DO4 "})
+        EXPECT_NE(picture.find(std::string(name) + "pulse train 2147483647"), std::string::npos) << picture;
+    expect_every_line_80_columns_wide(picture);
+}
+
+TEST(PanelText, ShowsRawReadingsAndTheCorrectionsInForce)
+{
+    json shown = small_board();
+    shown["sensors"] = json::parse(R"({"current": [87, 0, 0, 0, 0, 0, 0, 255], "voltage": [160]})");
+    shown["corrections"] = {{"temp", "0.5"}, {"vlot", "\x1b[2J" + std::string(500, '7')}};
+    const std::string picture = board::draw_panel(shown, false);
+    EXPECT_NE(picture.find("raw readings        current 87;0;0;0;0;0;0;255  voltage 160 "),
+              std::string::npos);
+    EXPECT_NE(picture.find("corrections         temp 0.5"), std::string::npos) << picture;
+    EXPECT_NE(picture.find("vlot ?[2J777"), std::string::npos) << picture;
     expect_every_line_80_columns_wide(picture);
 }
 
