@@ -82,6 +82,11 @@ ssize_t write(int descriptor, const void *buffer, std::size_t size)
     return route(__builtin_return_address(0), &World::write, __wrap_write, descriptor, buffer, size);
 }
 
+off_t lseek(int descriptor, off_t offset, int whence) noexcept
+{
+    return route(__builtin_return_address(0), &World::lseek, __wrap_lseek, descriptor, offset, whence);
+}
+
 int ioctl(int descriptor, unsigned long request, ...)
 {
     std::va_list arguments;
@@ -121,6 +126,16 @@ int system(const char *command)
     return route(__builtin_return_address(0), &World::system, __wrap_system, command);
 }
 
+std::FILE *popen(const char *command, const char *mode)
+{
+    return route(__builtin_return_address(0), &World::popen, __wrap_popen, command, mode);
+}
+
+int pclose(std::FILE *pipe)
+{
+    return route(__builtin_return_address(0), &World::pclose, __wrap_pclose, pipe);
+}
+
 void openlog(const char *ident, int options, int facility)
 {
     route(__builtin_return_address(0), &World::openlog, __wrap_openlog, ident, options, facility);
@@ -151,6 +166,11 @@ void *shmat(int id, const void *address, int flags)
 int shmdt(const void *address)
 {
     return route(__builtin_return_address(0), &World::shmdt, __wrap_shmdt, address);
+}
+
+void *malloc(std::size_t size) noexcept
+{
+    return route(__builtin_return_address(0), &World::malloc, __wrap_malloc, size);
 }
 
 int nvram_kget_str(const char *key, char *buffer, int size)

@@ -8,11 +8,17 @@
 
 #include <cstdarg>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 
 #include "board/interpose/next.h"
 
 extern "C" {
+
+// The allocators, under names that need no look-up, which may itself allocate: a sanitizer's, where one is
+// linked, and the C library's.
+void *__interceptor_malloc(std::size_t size) __attribute__((weak));
+void *__libc_malloc(std::size_t size);
 
 int __wrap_open(const char *path, int flags, ...)
 {
@@ -51,6 +57,12 @@ ssize_t __wrap_write(int descriptor, const void *buffer, std::size_t size)
 {
     PLEXOR_REAL(write);
     return real(descriptor, buffer, size);
+}
+
+off_t __wrap_lseek(int descriptor, off_t offset, int whence)
+{
+    PLEXOR_REAL(lseek);
+    return real(descriptor, offset, whence);
 }
 
 int __wrap_ioctl(int descriptor, unsigned long request, ...)
@@ -99,6 +111,18 @@ int __wrap_system(const char *command)
     return real(command);
 }
 
+std::FILE *__wrap_popen(const char *command, const char *mode)
+{
+    PLEXOR_REAL(popen);
+    return real(command, mode);
+}
+
+int __wrap_pclose(std::FILE *pipe)
+{
+    PLEXOR_REAL(pclose);
+    return real(pipe);
+}
+
 void __wrap_openlog(const char *ident, int options, int facility)
 {
     PLEXOR_REAL(openlog);
@@ -129,5 +153,10 @@ int __wrap_shmdt(const void *address)
 {
     PLEXOR_REAL(shmdt);
     return real(address);
+}
+
+void *__wrap_malloc(std::size_t size)
+{
+    return __interceptor_malloc != nullptr ? __interceptor_malloc(size) : __libc_malloc(size);
 }
 }

@@ -17,6 +17,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
 
 namespace plexor::board
@@ -34,6 +35,7 @@ class World
     virtual int close(int descriptor) = 0;
     virtual ssize_t read(int descriptor, void *buffer, std::size_t size) = 0;
     virtual ssize_t write(int descriptor, const void *buffer, std::size_t size) = 0;
+    virtual off_t lseek(int descriptor, off_t offset, int whence) = 0;
     virtual int ioctl(int descriptor, unsigned long request, std::uintptr_t argument) = 0;
 
     virtual int clock_gettime(clockid_t clock, timespec *now) = 0;
@@ -43,6 +45,8 @@ class World
     virtual int kill(pid_t pid, int signal) = 0;
     virtual int sigqueue(pid_t pid, int signal, sigval value) = 0;
     virtual int system(const char *command) = 0;
+    virtual std::FILE *popen(const char *command, const char *mode) = 0;
+    virtual int pclose(std::FILE *pipe) = 0;
     virtual void openlog(const char *ident, int options, int facility) = 0;
     virtual void vsyslog(int priority, const char *format, std::va_list arguments)
         __attribute__((format(printf, 3, 0))) = 0;
@@ -50,6 +54,8 @@ class World
     virtual int shmget(key_t key, std::size_t size, int flags) = 0;
     virtual void *shmat(int id, const void *address, int flags) = 0;
     virtual int shmdt(const void *address) = 0;
+
+    virtual void *malloc(std::size_t size) = 0;
 
     virtual int nvram_kget_str(const char *key, char *buffer, int size) = 0;
     virtual int nvram_kget_int(const char *key, int fallback) = 0;

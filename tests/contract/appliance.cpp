@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/contract/appliance.h"
 
-#include <sys/mman.h>
 #include <sys/shm.h>
 #include <unistd.h>
 
@@ -16,6 +15,7 @@
 
 #include "board/interpose/marshal.h"
 #include "tests/contract/appliance_world.h"
+#include "tests/contract/memory_file.h"
 
 namespace plexor::tests
 {
@@ -45,14 +45,12 @@ std::string output_of(std::FILE *stream, const std::function<void()> &action)
     std::fflush(stream);
     const int target = fileno(stream);
     const int kept = dup(target);
-    const int capture = memfd_create("output", MFD_CLOEXEC);
+    const int capture = make_memory_file("");
     dup2(capture, target);
     action();
     std::fflush(stream);
     dup2(kept, target);
-    std::string text(static_cast<std::size_t>(lseek(capture, 0, SEEK_END)), '\0');
-    const ssize_t length = pread(capture, text.data(), text.size(), 0);
-    EXPECT_EQ(length, static_cast<ssize_t>(text.size()));
+    std::string text = contents_of(capture);
     ::close(kept);
     ::close(capture);
     return text;
@@ -104,6 +102,8 @@ Appliance::~Appliance()
     board::install_world(nullptr);
     EXPECT_EQ(devices_open(), 0) << "devices were left open";
     EXPECT_EQ(segments_attached(), 0) << "segments were left attached";
+    EXPECT_EQ(pipes_open(), 0) << "pipes were left open";
+    world_->close_pipes();
     for (const auto &[descriptor, device] : world_->devices) {
         if (device.real)
             ::close(descriptor);
@@ -282,6 +282,33 @@ void Appliance::fail_call_after(const std::string &name, int skip, int error)
 void Appliance::system_returns(int status)
 {
     world_->system_status = status;
+}
+
+// --- commands at the other end of a pipe ---
+
+void Appliance::commands_print(const std::string &text)
+{
+    world_->command_output = text;
+}
+
+std::string Appliance::piped() const
+{
+    return world_->piped;
+}
+
+void Appliance::run_piped_commands()
+{
+    world_->commands_are_real = true;
+}
+
+int Appliance::pipes_open() const
+{
+    return static_cast<int>(world_->pipes.size());
+}
+
+void Appliance::close_pipes()
+{
+    world_->close_pipes();
 }
 
 // --- processes ---

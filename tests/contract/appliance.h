@@ -4,7 +4,8 @@
 //
 // The library under test is the built shared library, unmodified. The test executable defines the C library
 // and platform calls that it makes towards devices, the parameter store, clocks, sleeps, signals, the shell,
-// the system log and shared memory; while an Appliance lives they come here, otherwise they pass through.
+// the system log, pipes, the heap and shared memory; while an Appliance lives they come here, otherwise they
+// pass through.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -25,9 +26,9 @@ namespace plexor::tests
 
 class ApplianceWorld;
 
-// When a test ends, devices left open and segments left attached fail it; so does, at once, any use of a
-// descriptor that is not open, a device opened for writing or without close-on-exec, an argument that the
-// driver would not take, and detaching what is not attached.
+// When a test ends, devices and pipes left open and segments left attached fail it; so does, at once, any use
+// of a descriptor that is not open, a device opened for writing or without close-on-exec, a pipe without
+// close-on-exec, an argument that the driver would not take, and detaching what is not attached.
 class Appliance : public ::testing::Test
 {
   protected:
@@ -58,8 +59,9 @@ class Appliance : public ::testing::Test
     // "nvram_kget_str KEY SIZE", "nvram_kget_int KEY FALLBACK", "nvram_bufget 0 KEY",
     // "nvram_bufset 0 KEY=VALUE", "nvram_commit 0", "flash_read_br0_mac", "clock_gettime monotonic", "time",
     // "nanosleep 0.150000000", "kill PID SIGNAL", "sigqueue PID SIGNAL VALUE", "system COMMAND",
-    // "openlog IDENT OPTIONS FACILITY", "syslog PRIORITY TEXT", "shmget 0x4C504F4C SIZE OCTALFLAGS",
-    // "shmat", "shmdt". Calls on other files are real and not recorded.
+    // "popen r COMMAND", "popen w COMMAND", "pclose", "openlog IDENT OPTIONS FACILITY", "syslog PRIORITY
+    // TEXT", "shmget 0x4C504F4C SIZE OCTALFLAGS", "shmat", "shmdt", "malloc SIZE", "lseek OFFSET WHENCE".
+    // Other calls on other files are real and not recorded.
     std::vector<std::string> calls() const;
     std::vector<std::string> calls(const std::string &prefix) const; // only those that start with prefix
     void forget_calls();
@@ -90,6 +92,13 @@ class Appliance : public ::testing::Test
     void fail_call(const std::string &name, int error);
     void fail_call_after(const std::string &name, int skip, int error); // lets skip calls through first
     void system_returns(int status);                                    // from now on; 0 at the start
+
+    // --- commands at the other end of a pipe, which are not run ---
+    void commands_print(const std::string &text); // those whose output is read; nothing at the start
+    std::string piped() const;                    // what was written into the one finished last
+    void run_piped_commands();                    // from now on they are run after all
+    int pipes_open() const;                       // pipes not yet closed
+    void close_pipes();                           // those, unrecorded
 
     // --- processes ---
     // kill(pid, 0) succeeds for these only; sigqueue to others fails with ESRCH.

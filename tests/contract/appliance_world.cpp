@@ -16,6 +16,7 @@
 
 #include "board/interpose/marshal.h"
 #include "tests/contract/call_text.h"
+#include "tests/contract/memory_file.h"
 
 namespace plexor::tests
 {
@@ -158,6 +159,13 @@ ssize_t ApplianceWorld::write(int descriptor, const void *buffer, std::size_t si
     return fail_with(EINVAL); // nor written
 }
 
+off_t ApplianceWorld::lseek(int descriptor, off_t offset, int whence)
+{
+    const Lock lock(mutex_);
+    note("lseek %lld %d", static_cast<long long>(offset), whence);
+    return fails("lseek") ? -1 : on_file(::lseek(descriptor, offset, whence), "lseek", descriptor);
+}
+
 int ApplianceWorld::ioctl(int descriptor, unsigned long number, std::uintptr_t argument)
 {
     const Lock lock(mutex_);
@@ -276,6 +284,54 @@ int ApplianceWorld::system(const char *command)
     return fails("system") ? -1 : system_status;
 }
 
+// A command that is not run: a file in memory in place of the pipe.
+std::FILE *ApplianceWorld::play_command(const char *mode)
+{
+    std::FILE *file = fdopen(make_memory_file(*mode == 'r' ? command_output : ""), "w+");
+    EXPECT_NE(file, nullptr);
+    return file;
+}
+
+std::FILE *ApplianceWorld::popen(const char *command, const char *mode)
+{
+    const Lock lock(mutex_);
+    note("popen %c %s", *mode, command);
+    if (std::strchr(mode, 'e') == nullptr)
+        ADD_FAILURE() << calls.back() << ": the pipe is opened without close-on-exec";
+    if (fails("popen"))
+        return nullptr;
+    std::FILE *pipe = commands_are_real ? ::popen(command, mode) : play_command(mode);
+    pipes.insert(pipe);
+    return pipe;
+}
+
+int ApplianceWorld::finish_command(std::FILE *pipe)
+{
+    pipes.erase(pipe);
+    if (commands_are_real)
+        return ::pclose(pipe);
+    std::fflush(pipe);
+    piped = contents_of(fileno(pipe));
+    return std::fclose(pipe);
+}
+
+int ApplianceWorld::pclose(std::FILE *pipe)
+{
+    const Lock lock(mutex_);
+    note("pclose");
+    if (!pipes.contains(pipe)) {
+        ADD_FAILURE() << "pclose of what is no open pipe";
+        return fail_with(EBADF);
+    }
+    return finish_command(pipe);
+}
+
+void ApplianceWorld::close_pipes()
+{
+    while (!pipes.empty())
+        finish_command(*pipes.begin());
+}
+
 void ApplianceWorld::openlog(const char *ident, int options, int facility)
 {
     const Lock lock(mutex_);
@@ -331,6 +387,15 @@ void ApplianceWorld::remove_segments()
         if (const int id = ::shmget(key, 0, 0); id >= 0)
             ::shmctl(id, IPC_RMID, nullptr);
     }
+}
+
+// --- the heap ---
+
+void *ApplianceWorld::malloc(std::size_t size)
+{
+    const Lock lock(mutex_);
+    note("malloc %zu", size);
+    return fails("malloc") ? nullptr : std::malloc(size);
 }
 
 } // namespace plexor::tests

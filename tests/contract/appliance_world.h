@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <map>
 #include <memory>
@@ -31,6 +32,7 @@ class ApplianceWorld final : public board::World
     int close(int descriptor) override;
     ssize_t read(int descriptor, void *buffer, std::size_t size) override;
     ssize_t write(int descriptor, const void *buffer, std::size_t size) override;
+    off_t lseek(int descriptor, off_t offset, int whence) override;
     int ioctl(int descriptor, unsigned long number, std::uintptr_t argument) override;
 
     int clock_gettime(clockid_t clock, timespec *now) override;
@@ -40,6 +42,8 @@ class ApplianceWorld final : public board::World
     int kill(pid_t pid, int signal) override;
     int sigqueue(pid_t pid, int signal, sigval value) override;
     int system(const char *command) override;
+    std::FILE *popen(const char *command, const char *mode) override;
+    int pclose(std::FILE *pipe) override;
     void openlog(const char *ident, int options, int facility) override;
     void vsyslog(int priority, const char *format, std::va_list arguments) override
         __attribute__((format(printf, 3, 0)));
@@ -47,6 +51,8 @@ class ApplianceWorld final : public board::World
     int shmget(key_t key, std::size_t size, int flags) override;
     void *shmat(int id, const void *address, int flags) override;
     int shmdt(const void *address) override;
+
+    void *malloc(std::size_t size) override;
 
     int nvram_kget_str(const char *key, char *buffer, int size) override;
     int nvram_kget_int(const char *key, int fallback) override;
@@ -59,6 +65,7 @@ class ApplianceWorld final : public board::World
     void pass(std::int64_t nanoseconds); // moves both clocks
     void remove_segments();              // of the keys seen or known to be the library's
     int devices_open() const;
+    void close_pipes(); // those that are open
 
     // An opened device. One that the fixture asked for by number has no real descriptor behind it.
     struct OpenDevice {
@@ -95,6 +102,11 @@ class ApplianceWorld final : public board::World
     std::vector<Failure> failures{};
     int system_status{};
 
+    std::string command_output{}; // what commands print whose output is read
+    bool commands_are_real{};
+    std::string piped{}; // into the last command, once its pipe was closed
+    std::set<std::FILE *> pipes{};
+
     std::set<int> processes{};
     std::set<key_t> segment_keys{0x4C504F4C, 0x4932434D, 0x4C104F10};
     int segments_attached{};
@@ -111,6 +123,8 @@ class ApplianceWorld final : public board::World
                     board::Request &request);
     const OpenDevice *device_behind(int descriptor) const;
     std::int64_t clock(clockid_t id) const;
+    std::FILE *play_command(const char *mode);
+    int finish_command(std::FILE *pipe);
 
     std::recursive_mutex mutex_{};
     std::string text_offered_{}; // by nvram_bufget, until its next call

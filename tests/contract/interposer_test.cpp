@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <thread>
 
@@ -269,6 +270,85 @@ TEST_F(Interposer, KeepsCommandsLogAndDebugPrintToItself)
     probe_print("two\n");
     EXPECT_EQ(calls(), (Calls{"system exit 0", "openlog probe 0 8", "syslog 6 text"}));
     EXPECT_EQ(debug_print(), "one\ntwo\n");
+}
+
+TEST_F(Interposer, KeepsWhatIsPipedIntoACommandThatIsNotRun)
+{
+    std::FILE *pipe = probe_pipe("touch /tmp/run; cat", "we");
+    std::fputs("text\n", pipe);
+    EXPECT_EQ(pipes_open(), 1);
+    EXPECT_EQ(probe_close_pipe(pipe), 0);
+    EXPECT_EQ(pipes_open(), 0);
+    EXPECT_EQ(piped(), "text\n");
+    EXPECT_EQ(calls(), (Calls{"popen w touch /tmp/run; cat", "pclose"}));
+    EXPECT_FALSE(std::filesystem::exists("/tmp/run"));
+}
+
+TEST_F(Interposer, GivesTheOutputAskedForToWhoReadsACommand)
+{
+    int number = 0;
+    commands_print("12\n");
+    std::FILE *pipe = probe_pipe("echo 13", "re");
+    EXPECT_EQ(std::fscanf(pipe, "%d", &number), 1);
+    EXPECT_EQ(number, 12);
+    EXPECT_EQ(std::fgetc(pipe), '\n');
+    EXPECT_EQ(std::fgetc(pipe), EOF);
+    probe_close_pipe(pipe);
+    EXPECT_EQ(calls(), (Calls{"popen r echo 13", "pclose"}));
+}
+
+TEST_F(Interposer, RunsPipedCommandsWhenAskedTo)
+{
+    int number = 0;
+    run_piped_commands();
+    std::FILE *pipe = probe_pipe("echo 13; exit 3", "re");
+    EXPECT_EQ(std::fscanf(pipe, "%d", &number), 1);
+    EXPECT_EQ(number, 13);
+    EXPECT_EQ(probe_close_pipe(pipe), 3 << 8);
+    EXPECT_EQ(calls(), (Calls{"popen r echo 13; exit 3", "pclose"}));
+}
+
+TEST_F(Interposer, NoticesPipesThatAreInheritedOrClosedTwice)
+{
+    std::FILE *pipe = nullptr;
+    EXPECT_NONFATAL_FAILURE(pipe = probe_pipe("true", "w"), "close-on-exec");
+    probe_close_pipe(pipe);
+    EXPECT_NONFATAL_FAILURE(probe_close_pipe(pipe), "no open pipe");
+}
+
+TEST_F(Interposer, FailsATestThatEndsWithAPipeOpen)
+{
+    struct Leaking : Interposer {
+        Leaking() { probe_pipe("true", "we"); }
+        void TestBody() override {}
+    };
+    EXPECT_NONFATAL_FAILURE(Leaking(), "pipes were left open");
+}
+
+TEST_F(Interposer, ClosesThePipesLeftOpenForATestThatExpectsThem)
+{
+    std::fputs("text", probe_pipe("true", "we"));
+    close_pipes();
+    EXPECT_EQ(pipes_open(), 0);
+    EXPECT_EQ(piped(), "text");
+    EXPECT_EQ(calls("pclose"), Calls{});
+}
+
+TEST_F(Interposer, FailsPipesSeeksAndAllocations)
+{
+    const int file = probe_open("/dev/zero");
+    for (const char *call : {"popen", "lseek", "malloc"})
+        fail_call(call, ENOSPC);
+    EXPECT_EQ(probe_pipe("true", "we"), nullptr);
+    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_EQ(probe_seek(file, 0, SEEK_END), -1);
+    EXPECT_EQ(probe_seek(file, 0, SEEK_SET), 0);
+    EXPECT_EQ(probe_allocate(10240), nullptr);
+    void *block = probe_allocate(7);
+    EXPECT_NE(block, nullptr);
+    std::free(block);
+    EXPECT_EQ(calls(), (Calls{"popen w true", "lseek 0 2", "lseek 0 0", "malloc 10240", "malloc 7"}));
+    probe_close(file);
 }
 
 TEST_F(Interposer, CountsAttachmentsAndShowsSegments)

@@ -42,6 +42,11 @@ long probe_read(int descriptor, void *buffer, std::size_t size)
     return read(descriptor, buffer, size);
 }
 
+long probe_seek(int descriptor, long offset, int whence)
+{
+    return lseek(descriptor, offset, whence);
+}
+
 int probe_sleep(const timespec *duration, timespec *remaining)
 {
     return nanosleep(duration, remaining);
@@ -76,6 +81,16 @@ int probe_system(const char *command)
     return system(command);
 }
 
+std::FILE *probe_pipe(const char *command, const char *mode)
+{
+    return popen(command, mode);
+}
+
+int probe_close_pipe(std::FILE *pipe)
+{
+    return pclose(pipe);
+}
+
 void probe_log(int priority, const char *text)
 {
     openlog("probe", 0, LOG_USER);
@@ -97,6 +112,11 @@ void *probe_attach(int key, std::size_t size, int flags)
 int probe_detach(const void *address)
 {
     return shmdt(address);
+}
+
+void *probe_allocate(std::size_t size)
+{
+    return std::malloc(size);
 }
 
 int probe_fetch(const char *key, char *buffer, int size)

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
 
 extern "C" {
@@ -14,16 +15,20 @@ int probe_close(int descriptor); // ends in a jump to close
 int probe_close_twice(int descriptor);
 int probe_ioctl(int descriptor, unsigned long number, std::uintptr_t argument);
 long probe_read(int descriptor, void *buffer, std::size_t size);
+long probe_seek(int descriptor, long offset, int whence);
 int probe_sleep(const timespec *duration, timespec *remaining);
 std::int64_t probe_monotonic(); // nanoseconds
 std::int64_t probe_calendar();  // seconds
 int probe_kill(int pid, int signal);
 int probe_sigqueue(int pid, int signal, int value);
 int probe_system(const char *command);
+std::FILE *probe_pipe(const char *command, const char *mode);
+int probe_close_pipe(std::FILE *pipe);
 void probe_log(int priority, const char *text);
 int probe_print(const char *text);
 void *probe_attach(int key, std::size_t size, int flags); // null when it fails
 int probe_detach(const void *address);
+void *probe_allocate(std::size_t size);
 int probe_fetch(const char *key, char *buffer, int size);
 int probe_fetch_int(const char *key, int fallback);
 int probe_store(const char *key, const char *value);
