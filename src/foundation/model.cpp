@@ -9,6 +9,7 @@
 #include "foundation/model_table.h"
 #include "nvram.h"
 #include "support/list.h"
+#include "support/time.h"
 
 namespace plexor
 {
@@ -83,9 +84,7 @@ int getUptime(char *buffer, unsigned size)
 {
     if (buffer == nullptr)
         size = 0;
-    const time_t now = time(nullptr);
-    const tm *const local = localtime(&now);
-    const tm day = local == nullptr ? tm{} : *local;
+    const tm day = local_time(time(nullptr));
     const int hour = day.tm_hour;
     const int min = day.tm_min;
     const int sec = day.tm_sec;

@@ -16,7 +16,7 @@
 
 #include "nvram.h"
 #include "support/descriptor.h"
-#include "support/list.h"
+#include "support/scan.h"
 #include "support/shared_memory.h"
 #include "support/time.h"
 
@@ -47,49 +47,6 @@ bool process_answers(int pid)
 {
     // 0 and negative numbers would probe groups of processes.
     return pid > 0 && pid != PLEXOR_NO_PROCESS && kill(pid, 0) == 0;
-}
-
-// The characters of a file one by one, without the heap that a stdio stream would take.
-class Characters
-{
-  public:
-    explicit Characters(int fd) : fd_(fd) { advance(); }
-
-    bool at_end() const { return length_ <= 0; }
-    char current() const { return at_end() ? '\0' : buffer_[position_]; }
-    void advance()
-    {
-        if (++position_ < length_)
-            return;
-        length_ = read(fd_, buffer_, sizeof buffer_);
-        position_ = 0;
-    }
-
-  private:
-    int fd_;
-    char buffer_[64];
-    ssize_t length_{};
-    ssize_t position_{};
-};
-
-// The number at the front of text as scanf's %d takes it, or fallback where there is none.
-int scan_int(Characters &text, int fallback)
-{
-    char number[24] = {}; // longer than any number that fits a long; what is beyond overflows all the same
-    std::size_t length = 0;
-    if (text.current() == '-' || text.current() == '+') {
-        number[length++] = text.current();
-        text.advance();
-    }
-    if (!is_digit(text.current()))
-        return fallback;
-    while (text.current() == '0')
-        text.advance();
-    for (; is_digit(text.current()); text.advance()) {
-        if (length + 1 < sizeof number)
-            number[length++] = text.current();
-    }
-    return static_cast<int>(strtol(number, nullptr, 10));
 }
 
 void write_pid_file(const char *path, int pid)
@@ -157,8 +114,7 @@ int ReadPid(const char *path)
         return PLEXOR_NO_PROCESS;
     }
     Characters text(file.get());
-    while (is_space(text.current()))
-        text.advance();
+    skip_spaces(text);
     if (text.at_end()) {
         fprintf(stderr, "## Read %s EOF\n", path);
         return PLEXOR_NO_PROCESS;

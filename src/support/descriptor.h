@@ -25,6 +25,7 @@ class Descriptor
 
     explicit operator bool() const { return fd_ >= 0; }
     int get() const { return fd_; }
+    int release() { return std::exchange(fd_, -1); }
     int close() { return ::close(std::exchange(fd_, -1)); }
 
   private:

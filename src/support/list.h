@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "nvram.h"
+#include "support/text.h"
 
 namespace plexor
 {
@@ -21,45 +22,6 @@ void fetch(const char *key, char (&buffer)[size])
 {
     nvram_kget_str(key, buffer, static_cast<int>(size));
     buffer[size - 1] = '\0';
-}
-
-// Builds a text in a fixed buffer. What does not fit is not appended, and full() tells.
-class TextBuilder
-{
-  public:
-    TextBuilder(char *buffer, std::size_t size) : end_(buffer), room_(size - 1) { *end_ = '\0'; }
-    template <std::size_t size>
-    explicit TextBuilder(char (&buffer)[size]) : TextBuilder(buffer, size)
-    {
-    }
-
-    void append(const char *text)
-    {
-        const std::size_t length = std::strlen(text);
-        full_ = full_ || length > room_;
-        if (full_)
-            return;
-        std::memcpy(end_, text, length + 1);
-        end_ += length;
-        room_ -= length;
-    }
-
-    bool full() const { return full_; }
-
-  private:
-    char *end_;
-    std::size_t room_;
-    bool full_{};
-};
-
-constexpr bool is_space(char c)
-{
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-constexpr bool is_digit(char c)
-{
-    return c >= '0' && c <= '9';
 }
 
 constexpr bool ends_field(char c)

@@ -6,7 +6,7 @@
 
 #include <cstring>
 
-#include "support/list.h"
+#include "support/text.h"
 
 namespace plexor
 {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The monotonic clock in the 32-bit form that the appliance's processes share.
+// The monotonic clock in the 32-bit form that the appliance's processes share, and the local calendar.
 #pragma once
 
 #include <cstdint>
@@ -26,6 +26,14 @@ constexpr std::uint32_t milliseconds(MonotonicTime time)
 {
     return static_cast<std::uint32_t>(time.seconds) * 1000U +
            static_cast<std::uint32_t>(time.nanoseconds / 1'000'000);
+}
+
+// All zeros for a time that no calendar has.
+inline tm local_time(time_t time)
+{
+    tm local{};
+    tzset(); // the time zone may have been changed since this process began
+    return localtime_r(&time, &local) == nullptr ? tm{} : local;
 }
 
 } // namespace plexor

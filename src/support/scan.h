@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+// The number that a small file holds.
+#pragma once
+
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdlib>
+
+#include "support/text.h"
+
+namespace plexor
+{
+
+// The characters of a file one by one, without the heap that a stdio stream would take.
+class Characters
+{
+  public:
+    explicit Characters(int fd) : fd_(fd) { advance(); }
+
+    bool at_end() const { return length_ <= 0; }
+    char current() const { return at_end() ? '\0' : buffer_[position_]; }
+    void advance()
+    {
+        if (++position_ < length_)
+            return;
+        length_ = read(fd_, buffer_, sizeof buffer_);
+        position_ = 0;
+    }
+
+  private:
+    int fd_;
+    char buffer_[64];
+    ssize_t length_{};
+    ssize_t position_{};
+};
+
+// The number at the front of text as scanf's %d takes it, or fallback where there is none.
+inline int scan_int(Characters &text, int fallback)
+{
+    char number[24] = {}; // longer than any number that fits a long; what is beyond overflows all the same
+    std::size_t length = 0;
+    if (text.current() == '-' || text.current() == '+') {
+        number[length++] = text.current();
+        text.advance();
+    }
+    if (!is_digit(text.current()))
+        return fallback;
+    while (text.current() == '0')
+        text.advance();
+    for (; is_digit(text.current()); text.advance()) {
+        if (length + 1 < sizeof number)
+            number[length++] = text.current();
+    }
+    return static_cast<int>(strtol(number, nullptr, 10));
+}
+
+inline void skip_spaces(Characters &text)
+{
+    while (is_space(text.current()))
+        text.advance();
+}
+
+} // namespace plexor
