@@ -32,6 +32,7 @@
 #ifndef PLEXOR_PLEXOR_H
 #define PLEXOR_PLEXOR_H
 
+#include <plexor/dio.h>
 #include <plexor/gpio.h>
 #include <plexor/i2c.h>
 #include <plexor/indicator.h>

@@ -7,15 +7,16 @@
  * make amperes, degrees Celsius, volts and per cent of them, with the user's corrections added. Nothing here
  * touches hardware.
  *
- * | parameter                                  | form                | holds |
- * |--------------------------------------------|---------------------|-----------------------------------------|
- * | "sIICAmp_PX"                               | list of 8 integers  | raw current of each outlet | |
- * "sIICTemp", "sIICVolt"                     | integer             | raw temperature, raw voltage | |
- * "sAmp_PX"                                  | list of 4 integers  | external meter: amperes, tenths | |
- * "sTEmp_PX"                                 | list of 4 integers  | external sensor: %RH, tenths, degrees, |
- * |                                            |                     | tenths | | "correction_ampL_Px",
- * "correction_ampH_Px" | list of 8 fractions | amperes to add, below 88 and from 88 on | | "correction_temp",
- * "correction_vlot"       | fraction            | degrees, volts to add                   |
+ * | parameter                                | form                | holds                             |
+ * |------------------------------------------|---------------------|-----------------------------------|
+ * | "sIICAmp_PX"                             | list of 8 integers  | raw current of each outlet        |
+ * | "sIICTemp", "sIICVolt"                   | integer             | raw temperature, raw voltage      |
+ * | "sAmp_PX"                                | list of 4 integers  | external meter: amperes, tenths   |
+ * | "sTEmp_PX"                               | list of 4 integers  | external sensor: %RH, tenths,     |
+ * |                                          |                     | degrees, tenths                   |
+ * | "correction_ampL_Px",                    | list of 8 fractions | amperes to add, below 88 and      |
+ * | "correction_ampH_Px"                     |                     | from 88 on                        |
+ * | "correction_temp", "correction_vlot"     | fraction            | degrees, volts to add             |
  *
  * Of a raw reading the low byte counts. What is not set reads as 0. The corrections are read through
  * RdNvram_N_Param_float, so all functions here but CurrentADC_convert7302 and GetPowerHumi are not for two
