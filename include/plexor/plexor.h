@@ -36,6 +36,7 @@
 #include <plexor/gpio.h>
 #include <plexor/i2c.h>
 #include <plexor/indicator.h>
+#include <plexor/mail.h>
 #include <plexor/model.h>
 #include <plexor/params.h>
 #include <plexor/process.h>

@@ -1,0 +1,447 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Who calls it: the alert mail inside the library; the web interface's test button outside.
+// What it owns: "/tmp/.esmtprc", which holds the password of the mail account.
+// What is odd: the stand-in texts for subject and body are not base 64 where base 64 is announced; a message
+// without snapshot is not closed, as its client ends it where its input ends.
+#include <plexor/mail.h>
+
+#include <fcntl.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include "notify/base64.h"
+#include "support/broken_pipe.h"
+#include "support/descriptor.h"
+#include "support/owned.h"
+#include "support/shell.h"
+#include "support/text.h"
+#include "support/time.h"
+
+namespace plexor
+{
+namespace
+{
+
+constexpr const char *client_settings_path = "/tmp/.esmtprc";
+constexpr const char *snapshot_path = "/tmp/uvcmail.jpg";
+
+constexpr std::size_t line_size = 10240;
+constexpr std::size_t characters_per_line = 76;
+
+// --- base 64 ---
+
+constexpr std::size_t lines_per_chunk = 18;
+constexpr int chunk_size = lines_per_chunk * characters_per_line / 4 * 3;
+constexpr std::size_t encoded_chunk_size = base64_length(chunk_size) + 1;
+static_assert(chunk_size == 1026 && encoded_chunk_size == 1369);
+
+// The text of one chunk, which is never empty.
+void write_lines(FILE *stream, const unsigned char *text, std::size_t length)
+{
+    unsigned char lines[lines_per_chunk * (characters_per_line + 2)];
+    unsigned char *end = lines;
+    do {
+        const std::size_t piece = std::min(length, characters_per_line);
+        end = std::copy_n(text, piece, end);
+        *end++ = '\r';
+        *end++ = '\n';
+        text += piece;
+        length -= piece;
+    } while (length > 0);
+    fwrite(lines, 1, static_cast<std::size_t>(end - lines), stream);
+}
+
+// Reads once; what did not come is zeros.
+void read_chunk(int fd, unsigned char *chunk, std::size_t size)
+{
+    const ssize_t length = read(fd, chunk, size);
+    const std::size_t got = length < 0 ? 0 : static_cast<std::size_t>(length);
+    std::memset(chunk + got, 0, size - got);
+}
+
+// Room for a text in base 64 of at most `size - 1` characters, and for the group by which the rule below lets
+// a text exceed it.
+template <std::size_t size>
+struct EncodedField {
+    unsigned char text[size + 4] = {};
+
+    // Texts whose whole groups of three bytes do not fit are cut.
+    void encode(const unsigned char *plain)
+    {
+        if (plain == nullptr)
+            return;
+        std::size_t length = std::strlen(reinterpret_cast<const char *>(plain));
+        if (length / 3 * 4 >= size)
+            length = (size - 1) / 4 * 3;
+        base64_encode(plain, length, text);
+    }
+    void replace_if_empty(const char *stand_in)
+    {
+        if (text[0] == '\0')
+            strcpy(reinterpret_cast<char *>(text), stand_in);
+    }
+    const char *c_str() const { return reinterpret_cast<const char *>(text); }
+};
+
+// --- the letter ---
+
+struct Letter {
+    char from[128];
+    char to[128];
+    char user[128];
+    char password[128];
+    char server[128];
+    int port;
+    bool starttls;
+    char boundary[76];
+    EncodedField<129> subject;
+    EncodedField<9217> body;
+};
+
+constexpr bool separates_recipients(char c)
+{
+    return c == ',' || c == ';' || c == ':' || c == ' ';
+}
+
+// Copies the recipient at text, if there is one, and returns what is behind it.
+const char *take_recipient(const char *text, char (&recipient)[128])
+{
+    std::size_t length = 0;
+    while (*text != '\0' && !separates_recipients(*text))
+        recipient[length++] = *text++;
+    recipient[length] = '\0';
+    return text;
+}
+
+const char *skip_separators(const char *text)
+{
+    while (separates_recipients(*text))
+        ++text;
+    return text;
+}
+
+// --- the client's settings ---
+
+constexpr bool is_host_char(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || is_digit(c) || c == '.' || c == '-' ||
+           c == '_' || c == ':' || c == '[' || c == ']';
+}
+
+bool is_host(const char *text)
+{
+    return std::all_of(text, text + std::strlen(text), is_host_char);
+}
+
+// The client reads the escapes of C, but takes a quote for the end even behind a backslash.
+void append_setting(TextBuilder &line, const char *value)
+{
+    line.append("\"");
+    for (; *value != '\0'; ++value) {
+        if (*value == '"')
+            line.append("\\042");
+        else if (*value == '\\')
+            line.append("\\\\");
+        else
+            shell::append_char(line, *value);
+    }
+    line.append("\"");
+}
+
+class ClientSettings
+{
+  public:
+    // Made anew, so that nobody else can have it open.
+    explicit ClientSettings(char *line) : line_(line), file_(create()) {}
+
+    bool writable() const { return static_cast<bool>(file_); }
+    void write(const Letter &letter)
+    {
+        write_host(letter.server, letter.port);
+        write_text("username = ", letter.user);
+        write_text("password = ", letter.password, "********");
+        write_line(letter.starttls ? "starttls required\n" : "starttls disabled\n");
+    }
+
+  private:
+    static Descriptor create()
+    {
+        unlink(client_settings_path);
+        return Descriptor(
+            open(client_settings_path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    }
+
+    void write_host(const char *server, int port)
+    {
+        char host[160];
+        snprintf(host, sizeof host, "%s:%d", server, port);
+        TextBuilder line(line_, line_size);
+        line.append("hostname = ");
+        if (is_host(host))
+            line.append(host);
+        else
+            append_setting(line, host);
+        line.append("\n");
+        write_line(line_);
+    }
+    void write_text(const char *name, const char *value, const char *mask = nullptr)
+    {
+        build(name, value);
+        dprintf(file_.get(), "%s", line_);
+        build(name, mask == nullptr ? value : mask);
+        printf("%s", line_);
+    }
+    void build(const char *name, const char *value)
+    {
+        TextBuilder line(line_, line_size);
+        line.append(name);
+        append_setting(line, value);
+        line.append("\n");
+    }
+    void write_line(const char *line) const
+    {
+        dprintf(file_.get(), "%s", line);
+        printf("%s", line);
+    }
+
+    char *line_;
+    Descriptor file_;
+};
+
+// --- the client's command ---
+
+void append_recipient(TextBuilder &command, const char *recipient)
+{
+    char word[sizeof Letter::to + 2];
+    snprintf(word, sizeof word, *recipient == '-' ? "<%s>" : "%s", recipient); // no option of the client
+    shell::append_word(command, word);
+}
+
+// Blanks stay, and every other separator becomes one.
+void build_command(TextBuilder &command, const Letter &letter)
+{
+    command.append("esmtp ");
+    for (const char *rest = letter.to; *rest != '\0';) {
+        char recipient[sizeof letter.to];
+        rest = take_recipient(rest, recipient);
+        append_recipient(command, recipient);
+        for (; separates_recipients(*rest); ++rest)
+            command.append(" ");
+    }
+    command.append(" -f ");
+    shell::append_word(command, letter.from);
+    command.append(" -v");
+}
+
+Pipe start_client(const Letter &letter, char *line)
+{
+    TextBuilder command(line, line_size);
+    build_command(command, letter);
+    printf("%s\n", line);
+    return Pipe(popen(line, "we"));
+}
+
+// --- the message ---
+
+// An address must not end its line of the header.
+void write_address(FILE *message, const char *address)
+{
+    for (; *address != '\0'; ++address)
+        fputc(static_cast<unsigned char>(*address) < ' ' ? ' ' : *address, message);
+}
+
+void write_recipients(FILE *message, const char *recipients)
+{
+    const char *rest = skip_separators(recipients);
+    while (*rest != '\0') {
+        char recipient[sizeof Letter::to];
+        rest = skip_separators(take_recipient(rest, recipient));
+        fputs("<", message);
+        write_address(message, recipient);
+        fputs(*rest == '\0' ? ">" : ">,\r\n ", message);
+    }
+}
+
+void write_header(FILE *message, const Letter &letter)
+{
+    fputs("To: ", message);
+    write_recipients(message, letter.to);
+    fputs("\r\nCc: \r\nFrom: ", message);
+    write_address(message, letter.from);
+    fprintf(message,
+            "\r\nSubject: =?UTF-8?B?%s?=\r\n"
+            "MIME-Version: 1.0\r\n"
+            "Content-Type: multipart/mixed;\r\n"
+            "\tboundary=\"%s\"\r\n",
+            letter.subject.c_str(), letter.boundary);
+}
+
+void write_text_part(FILE *message, const Letter &letter)
+{
+    fprintf(message,
+            "\r\n--%s\r\n"
+            "Content-Type: text/plain; charset=\"UTF-8\"\r\n"
+            "Content-Transfer-Encoding: base64\r\n"
+            "\r\n",
+            letter.boundary);
+    const char *rest = letter.body.c_str();
+    for (std::size_t left = std::strlen(rest); left > characters_per_line; left -= characters_per_line) {
+        fwrite(rest, 1, characters_per_line, message);
+        fputs("\r\n", message);
+        rest += characters_per_line;
+    }
+    fprintf(message, "%s\r\n", rest);
+}
+
+void write_picture_header(FILE *message, const Letter &letter)
+{
+    const tm now = local_time(time(nullptr));
+    fprintf(message,
+            "\r\n--%s\r\n"
+            "Content-Transfer-Encoding: base64\r\n"
+            "Content-id: <%03d>\r\n"
+            "Content-Type: image/jpeg; name=\"uvc%d%02d%02d_%02d%02d%02d.jpg\"\r\n\r\n",
+            letter.boundary, 1, now.tm_year + 1900, now.tm_mon + 1, now.tm_mday, now.tm_hour, now.tm_min,
+            now.tm_sec);
+}
+
+// The picture with some zeros behind its end; false when its size cannot be told.
+bool write_picture(FILE *message, int fd)
+{
+    constexpr int padding = 20;
+    const off_t size = lseek(fd, 0, SEEK_END);
+    if (size < 0) {
+        printf("fseek SEEK_END error");
+        return false;
+    }
+    if (lseek(fd, 0, SEEK_SET) < 0) {
+        printf("fseek SEEK_SET error");
+        return false;
+    }
+    KBase64EncodeFile(fd, message, static_cast<int>(std::min<off_t>(size, INT_MAX - padding)) + padding);
+    return true;
+}
+
+bool write_picture_part(FILE *message, const Letter &letter)
+{
+    write_picture_header(message, letter);
+    Descriptor picture(open(snapshot_path, O_RDONLY | O_CLOEXEC));
+    if (!picture) {
+        fputs("Tm9QaWN0dXJl", message); // "NoPicture"
+        return true;
+    }
+    if (write_picture(message, picture.get()))
+        return true;
+    picture.release(); // stays open, like all else
+    return false;
+}
+
+constexpr unsigned failed = ~0U;
+
+// The length of its last piece, or failed.
+unsigned write_message(FILE *message, const Letter &letter, bool with_picture, char *line)
+{
+    write_header(message, letter);
+    write_text_part(message, letter);
+    if (!with_picture)
+        return sizeof "\r\n" - 1;
+    if (!write_picture_part(message, letter))
+        return failed;
+    const int length = snprintf(line, line_size, "\r\n--%s--\r\n\r\n.\r\n", letter.boundary);
+    fputs(line, message);
+    return static_cast<unsigned>(length);
+}
+
+bool configure_client(const Letter &letter, char *line)
+{
+    ClientSettings settings(line);
+    if (!settings.writable()) {
+        printf("error can't write .esmtprc\n");
+        return false;
+    }
+    settings.write(letter);
+    return true;
+}
+
+unsigned send(const Letter &letter, bool with_picture, char *line)
+{
+    if (!configure_client(letter, line))
+        return 0;
+    [[maybe_unused]] const int status = system("chmod 0710 /tmp/.esmtprc\n"); // as the client asks for
+    Pipe client = start_client(letter, line);
+    const BrokenPipeHeld held;
+    const unsigned result = client ? write_message(client.get(), letter, with_picture, line) : 0;
+    if (result == failed) {
+        static_cast<void>(client.release());
+        return failed;
+    }
+    client.reset();
+    printf("smtp:KSendTextMail end.\n");
+    return result;
+}
+
+} // namespace
+} // namespace plexor
+
+using namespace plexor;
+
+int KMimeBase64(unsigned char *input, int length, unsigned char *output, unsigned capacity)
+{
+    if (input == nullptr || output == nullptr || capacity < 1)
+        return 0;
+    std::size_t n = length < 0 ? 0 : static_cast<std::size_t>(length);
+    if (base64_length(n) >= capacity)
+        n = (capacity - 1) / 4 * 3;
+    return static_cast<int>(base64_encode(input, n, output) - output);
+}
+
+void KBase64EncodeFile(int fd, FILE *stream, int count)
+{
+    const Block chunk = take_block(chunk_size);
+    const Block encoded = take_block(encoded_chunk_size);
+    if (!chunk || !encoded || stream == nullptr)
+        return;
+    for (; count > 0; count -= chunk_size) {
+        const int size = std::min(count, chunk_size);
+        read_chunk(fd, chunk.get(), static_cast<std::size_t>(size));
+        const int length = KMimeBase64(chunk.get(), size, encoded.get(), encoded_chunk_size);
+        write_lines(stream, encoded.get(), static_cast<std::size_t>(length));
+    }
+}
+
+unsigned KSendTextMail(const char *from, char *to, char *user, const char *password, const char *server,
+                       int port, int starttls, unsigned char *subject, unsigned char *body, int attach)
+{
+    Letter letter{};
+    snprintf(letter.boundary, sizeof letter.boundary, "----=_NextPart_76J_20140109_4471_T.%d",
+             static_cast<int>(time(nullptr)));
+    const Block line = take_block(line_size);
+    if (!line) {
+        printf("malloc %d byte failed\n", static_cast<int>(line_size));
+        return 0;
+    }
+    copy_cut(letter.from, from);
+    copy_cut(letter.to, to);
+    copy_cut(letter.user, user);
+    copy_cut(letter.password, password);
+    copy_cut(letter.server, server);
+    letter.port = port;
+    letter.starttls = starttls != 0;
+    if (letter.server[0] == '\0') {
+        printf("smtp server is null,skip.\n");
+        return 0;
+    }
+    if (letter.user[0] == '\0')
+        std::memcpy(letter.user, letter.from, sizeof letter.user);
+    letter.subject.encode(subject);
+    letter.subject.replace_if_empty("ZR4471 Mail");
+    letter.body.encode(body);
+    letter.body.replace_if_empty("this message send by ZR4471.");
+    return send(letter, attach != 0, reinterpret_cast<char *>(line.get()));
+}
