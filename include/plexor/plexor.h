@@ -32,6 +32,8 @@
 #ifndef PLEXOR_PLEXOR_H
 #define PLEXOR_PLEXOR_H
 
+#include <plexor/alert.h>
+#include <plexor/companion.h>
 #include <plexor/dio.h>
 #include <plexor/gpio.h>
 #include <plexor/i2c.h>

@@ -25,6 +25,14 @@ enum class LedPath : std::uint8_t {
 
 enum class Thermometer : std::uint8_t { none, board, external };
 
+// What an entry of the alert journal tells of the board.
+enum class JournalForm : std::uint8_t {
+    none,
+    plain,   // the outlets
+    metered, // eight outlets with their currents, temperature, voltage, dry contact
+    sensed,  // four outlets and what the external sensors tell
+};
+
 struct Model {
     char name[16]; // in place: a pointer would cost a relocation at every start
     std::uint8_t outlets;
@@ -38,6 +46,7 @@ struct Model {
     std::uint8_t outputs;
     Thermometer thermometer;
     bool external_meter; // measures the current of all outlets together
+    JournalForm journal;
 };
 
 namespace model_rows // where the rows can speak in short words
@@ -45,22 +54,23 @@ namespace model_rows // where the rows can speak in short words
 using enum RelayPath;
 using enum LedPath;
 using enum Thermometer;
+using Journal = JournalForm;
 
 inline constexpr std::array<Model, 12> models{{
     // name, outlets, relays, LEDs, beeper, Wi-Fi, USB, I/O: first, inputs, outputs,
-    // thermometer, external meter
-    {"VOLTARA", 0, chain_4, gpio_22, 0, false, false, 0, 0, 0, none, false},
-    {"VOLTARA 7341", 4, chain_4, gpio_22, 45, true, false, 0, 0, 0, none, false},
-    {"VOLTARA 7302", 8, chain_8, expander, 45, true, true, 1, 0, 0, board, false},
-    {"VOLTARA 7302S", 8, chain_8, expander, 45, false, false, 0, 0, 0, none, false},
-    {"VOLTARA 7335", 4, chain_4, gpio_22, 0, false, false, 0, 0, 0, none, false},
-    {"VOLTARA 7318A", 4, chain_4, gpio_22, 0, false, false, 4, 4, 2, external, false},
-    {"VOLTARA 7318B", 4, chain_4, gpio_22, 0, false, false, 4, 0, 0, external, false},
-    {"VOLTARA 7306", 4, chain_4, gpio_22, 0, false, false, 0, 0, 0, external, false},
-    {"VOLTARA 7309", 2, chain_4, gpio_40, 0, false, false, 0, 0, 0, external, true},
-    {"VOLTARA 7324", 2, chain_4, gpio_40, 0, false, false, 0, 0, 0, external, false},
-    {"VOLTARA 7347", 8, gpio, gpio_22, 0, true, false, 0, 0, 0, none, false},
-    {"VOLTARA 7352", 8, chain_8, expander, 45, true, true, 1, 0, 0, board, false},
+    // thermometer, external meter, journal
+    {"VOLTARA", 0, chain_4, gpio_22, 0, false, false, 0, 0, 0, none, false, Journal::none},
+    {"VOLTARA 7341", 4, chain_4, gpio_22, 45, true, false, 0, 0, 0, none, false, Journal::plain},
+    {"VOLTARA 7302", 8, chain_8, expander, 45, true, true, 1, 0, 0, board, false, Journal::metered},
+    {"VOLTARA 7302S", 8, chain_8, expander, 45, false, false, 0, 0, 0, none, false, Journal::metered},
+    {"VOLTARA 7335", 4, chain_4, gpio_22, 0, false, false, 0, 0, 0, none, false, Journal::plain},
+    {"VOLTARA 7318A", 4, chain_4, gpio_22, 0, false, false, 4, 4, 2, external, false, Journal::sensed},
+    {"VOLTARA 7318B", 4, chain_4, gpio_22, 0, false, false, 4, 0, 0, external, false, Journal::sensed},
+    {"VOLTARA 7306", 4, chain_4, gpio_22, 0, false, false, 0, 0, 0, external, false, Journal::sensed},
+    {"VOLTARA 7309", 2, chain_4, gpio_40, 0, false, false, 0, 0, 0, external, true, Journal::sensed},
+    {"VOLTARA 7324", 2, chain_4, gpio_40, 0, false, false, 0, 0, 0, external, false, Journal::sensed},
+    {"VOLTARA 7347", 8, gpio, gpio_22, 0, true, false, 0, 0, 0, none, false, Journal::plain},
+    {"VOLTARA 7352", 8, chain_8, expander, 45, true, true, 1, 0, 0, board, false, Journal::metered},
 }};
 } // namespace model_rows
 using model_rows::models;
