@@ -44,6 +44,7 @@
 #include <plexor/process.h>
 #include <plexor/relay.h>
 #include <plexor/sense.h>
+#include <plexor/switching.h>
 #include <plexor/trap.h>
 
 #endif
