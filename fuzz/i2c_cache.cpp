@@ -8,19 +8,10 @@
 #include <vector>
 
 #include "bus/i2c_cache.h"
+#include "fuzz/appliance.h"
 
 using namespace plexor;
-
-namespace
-{
-
-void expect(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
-
-} // namespace
+using plexor::fuzz::expect;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Any text in the parameter store reads as strsep and atoi would read it, and rewriting a list keeps to its
 // 511 characters.
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -9,18 +8,13 @@
 
 #include <plexor/params.h>
 
+#include "fuzz/appliance.h"
 #include "nvram.h"
+
+using namespace plexor::fuzz;
 
 namespace
 {
-
-std::string stored;
-
-void expect(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
 
 void integers_read_as_atoi_reads_them()
 {
@@ -42,41 +36,19 @@ void rewriting_is_bounded()
     char first[] = "7";
     char fallback[] = "0";
     char *values[4] = {first, nullptr, nullptr, nullptr};
-    const std::string before = stored;
+    const std::string before = parameters["key"];
     const int result = WrNvram_N_Param(values, key, 4, fallback);
-    expect(result == 0 ? stored.size() <= 511 && stored.rfind("7;", 0) == 0 : stored == before);
+    const std::string &after = parameters["key"];
+    expect(result == 0 ? after.size() <= 511 && after.rfind("7;", 0) == 0 : after == before);
 }
 
 } // namespace
 
-extern "C" {
-
-int nvram_kget_str(const char *, char *buffer, int size)
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    const std::size_t room = static_cast<std::size_t>(size) - 1;
-    std::memcpy(buffer, stored.c_str(), std::min(stored.size(), room));
-    buffer[std::min(stored.size(), room)] = '\0';
-    return 0;
-}
-
-int nvram_bufset(int, const char *, const char *value)
-{
-    stored = value;
-    return 0;
-}
-
-int myprintf(const char *, ...)
-{
-    return 0;
-}
-
-int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
-{
-    stored.assign(reinterpret_cast<const char *>(data), size);
-    stored.resize(std::strlen(stored.c_str()));
+    const std::string text(reinterpret_cast<const char *>(data), size);
+    parameters["key"] = text.c_str(); // up to the first zero
     integers_read_as_atoi_reads_them();
     rewriting_is_bounded();
     return 0;
 }
-
-} // extern "C"
