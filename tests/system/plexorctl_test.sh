@@ -4,133 +4,50 @@
 # Takes no arguments; PLEXOR_BUILD names the build to test.
 set -u
 
-here=$(dirname "$(realpath "$0")")
-checks=0
-failures=0
-out=
-err=
-status=0
-
-# --- the little language ---
-
-wrong() { # WHAT...
-    failures=$((failures + 1))
-    printf 'FAILED: %s\n  status %s\n  output: %s\n  error:  %s\n' "$*" "$status" "$out" "$err" >&2
-}
-
-run() { # COMMAND...
-    checks=$((checks + 1))
-    out=$("$@" 2>"$scratch/error")
-    status=$?
-    err=$(<"$scratch/error")
-}
-
-lines_in() { # FILE
-    wc -l <"$1"
-}
-
-# Succeeds, prints just this text (a pattern) and nothing on standard error.
-prints() { # TEXT COMMAND...
-    local text=$1
-    shift
-    run "$@"
-    # shellcheck disable=SC2053 # a pattern is wanted
-    [[ $status -eq 0 && $out == $text && ! $err ]] || wrong "prints '$text': $*"
-}
-
-# Prints one line of JSON for which the filter is true.
-json() { # FILTER ARGUMENT...
-    local filter=$1
-    shift
-    run plexorctl --json "$@"
-    if [[ $status -ne 0 || $err || $out == *$'\n'* ]] || ! jq -e "$filter" >/dev/null <<<"$out"; then
-        wrong "--json with $filter: $*"
-    fi
-}
-
-# Ends with this status, no result, and one line on standard error that has this text (a pattern).
-refused() { # STATUS TEXT COMMAND...
-    local wanted=$1 text=$2
-    shift 2
-    run "$@"
-    # shellcheck disable=SC2053
-    [[ $status -eq $wanted && ! $out && $err == $text && $(lines_in "$scratch/error") -eq 1 ]] ||
-        wrong "ends with $wanted and '$text': $*"
-}
-
-# What the board's contacts, LEDs or lines really do, as the outside world sees them.
-on_board() { # EXPECTED FILTER
-    run boardctl show --json
-    local seen
-    seen=$(jq -rc "$2" <<<"$out" 2>&1)
-    [[ $status -eq 0 && $seen == "$1" ]] || wrong "board shows '$seen' and not '$1' for $2"
-}
-
-contacts() { # WORD... on or off for each outlet
-    on_board "$*" '[.outlets[].closed | if . then "on" else "off" end] | join(" ")'
-}
-
-leds() { # WORD...
-    on_board "$*" '[.outlets[].led | if . then "on" else "off" end] | join(" ")'
-}
-
-usage() { # TEXT ARGUMENT...
-    local text=$1
-    shift
-    refused 2 "plexorctl: $text" plexorctl "$@"
-}
-
-fails() { # TEXT ARGUMENT...
-    local text=$1
-    shift
-    refused 1 "plexorctl: $text" plexorctl "$@"
-}
-
-tell_board() { # WORD... of boardctl
-    run boardctl "$@"
-    [[ $status -eq 0 ]] || wrong "boardctl $*"
-}
-
-fault() { tell_board fault "$@"; } # NAME on|off
-board_param() { tell_board set "param.$1" "$2"; } # KEY VALUE
-
-outlets() { # WORD... as plexorctl prints them
-    local number=0 word
-    for word in "$@"; do
-        number=$((number + 1))
-        printf 'Outlet %d  %s\n' "$number" "$word"
-    done
-}
+# shellcheck source=tests/system/plexorctl_words.sh
+. "$(dirname "$(realpath "$0")")/plexorctl_words.sh"
 
 # --- what holds on every board ---
 
 help_at_each_level() {
     local path
     prints '*plexorctl*outlet list*param commit*--json*Exit status*' plexorctl --help
-    prints '*outlet on N*outlet default*' plexorctl outlet --help
-    for path in info 'outlet all' 'led wifi' beep 'gpio dir' 'i2c write' sensor 'param list'; do
+    prints '*outlet on N*outlet default*--source LABEL*' plexorctl outlet --help
+    run plexorctl io --help
+    [[ $out == *--direct* && $out != *--source* ]] || wrong 'help shows the options that a group takes'
+    json '.commands[] | select(.name == "on") | .options == "s"' --help
+    json '.options[] | select(.name == "source") | .value == "LABEL" and .general == false' --help
+    for path in info 'outlet all' 'led wifi' beep 'gpio dir' 'i2c write' sensor 'io set' 'mail test' 'trap test' 'journal show' 'param list'; do
         # shellcheck disable=SC2086 # words of the command
         prints "usage: plexorctl ?options? $path*" plexorctl $path --help
     done
     prints 'plexorctl [0-9]*.[0-9]*.[0-9]*' plexorctl --version
     json '.version | test("^[0-9.]+$")' --version
-    json '(.commands | length) == 23 and ([.options[].name] | index("json") != null)' --help
+    json '(.commands | length) == 28 and ([.options[].name] | index("json") != null)' --help
     prints 'plexord [0-9]*.[0-9]*.[0-9]*' plexord --version
     prints '*plexord*--boot*' plexord --help
     usage "unknown command 'foo'; accepted: info, outlet, *" foo --help
 }
 
 wrong_words_are_told_in_one_line() {
-    usage 'a command is missing; accepted: info, outlet, led, beep, gpio, i2c, sensor, param'
+    usage 'a command is missing; accepted: info, outlet, led, beep, gpio, i2c, sensor, io, mail, trap, journal, param'
     usage "unknown command 'foo'; accepted: info, *" foo
     usage 'outlet needs another word; accepted: list, on, off, all, set, default' outlet
     usage "unknown command 'outlet foo'; accepted after outlet: list, *" outlet foo
-    usage '0 arguments given; accepted: plexorctl outlet on N' outlet on
-    usage '2 arguments given; accepted: plexorctl outlet on N' outlet on 1 2
+    usage '0 arguments given; accepted: plexorctl outlet on N...' outlet on
+    usage '9 arguments given; accepted: plexorctl outlet on N...' outlet on 1 2 3 4 5 6 7 8 9
+    usage 'outlet 2 is named twice' outlet off 2 1 0x2
+    usage "'--source' needs a value" outlet on 1 --source
+    usage "'-s' needs a value" outlet on 1 -s
+    usage "'' is no source; accepted: 1 to 64 bytes without control characters" outlet on 1 --source=
+    usage "'a?b' is no source; accepted: *" outlet on 1 --source $'a\nb'
+    usage "'$(printf 'x%.0s' {1..65})' is no source; accepted: *" outlet on 1 --source "$(printf 'x%.0s' {1..65})"
     usage '1 argument given; accepted: plexorctl info' info now
     usage "'--foo' is no option; accepted: --json, *" --foo
     usage "'-x' is no option; accepted: --json, *" outlet list -jx
-    usage '--watch does not go with this command; accepted: plexorctl --watch sensor' --watch info
+    usage '--watch does not go with this command; accepted with: sensor' --watch info
+    usage '--source does not go with this command; accepted with: outlet on, outlet off' outlet all on -s web
+    usage '--to does not go with this command; accepted with: mail test' trap test --to a@b
     usage "'--json=1' is no option; accepted: --json, *" --json=1 info
     usage "'1?2' is no outlet; accepted: 1 to 8" outlet on $'1\n2'
     refused 2 'plexord: usage: *' plexord
@@ -239,6 +156,9 @@ switching_eight() {
     contacts on on on off off off off off
     leds on on on off off off off off
     json '.outlets == [{"outlet":3,"state":"off"}]' outlet off 3
+    prints $'Outlet 1  off\nOutlet 2  off' plexorctl outlet off 2 1
+    contacts off off off off off off off off
+    prints $'Outlet 1  on\nOutlet 2  on' plexorctl outlet on 1 2
     prints "$(outlets on on off off off off off off)" plexorctl outlet list
     json '[.outlets[].state] == ["on","on","off","off","off","off","off","off"]' outlet list
     prints "$(outlets on off on off off off off on)" plexorctl outlet all 0x85
@@ -328,7 +248,10 @@ buses() {
 failures_of_eight() {
     prints '*' plexorctl outlet all on
     fault relays-absent on
+    board_param email_alarm_PX '1;0;0;0;0;0;0;0'
     fails 'the outlets were not switched: /dev/spiS0 is missing' outlet off 1
+    prints "$(outlets on on on on on on on on)" plexorctl outlet list
+    prints '' plexorctl journal show
     fails 'the outlets were not switched: /dev/spiS0 is missing' outlet all off
     fails 'the outlets were not switched: /dev/spiS0 is missing' outlet set 1=off
     refused 1 'plexord: the outlets were not set: /dev/spiS0 is missing' plexord --boot
@@ -440,30 +363,7 @@ unknown_board() {
     prints 7 plexorctl param get IO_number
 }
 
-inside() { # SCENARIO...
-    [[ ${PLEXOR_APPLIANCE:-} == board ]] || {
-        echo "plexorctl_test: --inside is for plexor-run" >&2
-        exit 2
-    }
-    scratch=$(mktemp -d)
-    local scenario
-    for scenario in "$@"; do
-        "$scenario"
-    done
-    rm -rf "$scratch"
-    echo "$*: $checks checks, $failures failed"
-    [[ $checks -gt 0 && $failures -eq 0 ]]
-}
-
 # --- outside ---
-
-on_a() { # MODEL RELAYS SCENARIO...
-    local options=(--model "$1")
-    [[ $2 == latching ]] && options+=(--latching)
-    shift 2
-    "$here/../../board/plexor-run" "${options[@]}" -- bash "$here/plexorctl_test.sh" --inside "$@" ||
-        failures=$((failures + 1))
-}
 
 needs_the_c_library_alone() {
     local tool
@@ -475,15 +375,7 @@ needs_the_c_library_alone() {
     done
 }
 
-if [[ ${1:-} == --inside ]]; then
-    shift
-    inside "$@"
-    exit
-fi
-[[ -x ${PLEXOR_BUILD:?names the build to test}/bin/plexorctl ]] || {
-    echo "plexorctl_test: $PLEXOR_BUILD has no bin/plexorctl" >&2
-    exit 1
-}
+begin "$@"
 needs_the_c_library_alone
 on_a 00C302 latching eight_latching_outlets help_at_each_level wrong_words_are_told_in_one_line \
     wrong_values_are_told_in_one_line results_that_cannot_be_written_are_a_failure \
@@ -493,4 +385,4 @@ on_a 00C335 ordinary four_ordinary_outlets
 on_a 00C309 latching two_outlets
 on_a 00C347 ordinary gpio_driven_outlets
 on_a 000000 ordinary unknown_board
-[[ $failures -eq 0 ]]
+finish

@@ -12,10 +12,17 @@ namespace plexor::ctl
 constexpr unsigned most_bytes_read = 64;
 constexpr unsigned most_bytes_written = 132;
 
+// Options that a command does not list stay false or null.
 struct Context {
     std::span<char *const> arguments; // as many as the command takes
     bool json;
-    bool watch; // only for a command that watches
+    bool watch;
+    bool direct;
+    bool snapshot;
+    char *source;
+    char *to;
+    char *subject;
+    char *body;
 };
 
 struct Command {
@@ -27,12 +34,14 @@ struct Command {
     const char *summary;
     const char *details; // further lines of help, or ""
     int (*run)(const Context &context);
-    bool watches = false; // goes on until interrupted, if told to
+    const char *options = ""; // letters of those that it takes beside the general ones
 };
 
 struct Option {
     const char *name;
     char letter;
+    const char *value; // as help shows it, or "" for an option without one
+    bool general;      // goes with every command
     const char *summary;
 };
 
@@ -63,6 +72,15 @@ int i2c_write(const Context &context);
 int i2c_scan(const Context &context);
 // commands_sensor.cpp
 int sensor(const Context &context);
+// commands_io.cpp
+int io_show(const Context &context);
+int io_set(const Context &context);
+// commands_mail.cpp
+int mail_test(const Context &context);
+// commands_trap.cpp
+int trap_test(const Context &context);
+// commands_journal.cpp
+int journal_show(const Context &context);
 // commands_param.cpp
 int param_get(const Context &context);
 int param_set(const Context &context);

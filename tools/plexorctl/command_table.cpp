@@ -9,19 +9,30 @@ namespace
 static_assert(most_bytes_read == 64 && most_bytes_written == 132, "the summaries tell these numbers");
 
 constexpr Option all_options[] = {
-    {"json", 'j', "print the result as one line of JSON"},
-    {"verbose", 'v', "show on standard error what the library prints"},
-    {"watch", 'w', "show it again every second until interrupted (sensor only)"},
-    {"help", 'h', "explain plexorctl or the command given (as JSON: the command table)"},
-    {"version", 'V', "print the version"},
+    {"json", 'j', "", true, "print the result as one line of JSON"},
+    {"verbose", 'v', "", true, "show on standard error what the library prints"},
+    {"watch", 'w', "", false, "show it again every second until interrupted (sensor only)"},
+    {"source", 's', "LABEL", false, "who switches, for log and journal (outlet on and off; else plexorctl)"},
+    {"direct", 'd', "", false, "set the level past the mode register (io set N level only)"},
+    {"to", 't', "ADDRESSES", false, "recipients, not the stored ones (mail test only)"},
+    {"subject", 'S', "TEXT", false, "subject of the mail (mail test only)"},
+    {"body", 'b', "TEXT", false, "text of the mail (mail test only)"},
+    {"snapshot", 'p', "", false, "attach the camera's latest picture (mail test only)"},
+    {"help", 'h', "", true, "explain plexorctl or the command given (as JSON: the command table)"},
+    {"version", 'V', "", true, "print the version"},
 };
+
+constexpr const char *switching_details =
+    "Several outlets are switched one after the other, the lowest first. LABEL has 1 to 64 bytes.\n";
 
 constexpr Command all_commands[] = {
     {"info", "", "", 0, 0, "tell which board this is", "", info},
 
     {"outlet", "list", "", 0, 0, "show the state of every outlet", "", outlet_list},
-    {"outlet", "on", "N", 1, 1, "switch outlet N on", "", outlet_on},
-    {"outlet", "off", "N", 1, 1, "switch outlet N off", "", outlet_off},
+    {"outlet", "on", "N...", 1, 8, "switch outlets on, with the beep, trap and journal entry of each",
+     switching_details, outlet_on, "s"},
+    {"outlet", "off", "N...", 1, 8, "switch outlets off, with the beep, trap and journal entry of each",
+     switching_details, outlet_off, "s"},
     {"outlet", "all", "MASK|on|off", 1, 1, "switch every outlet at once",
      "Bit 0 of MASK is outlet 1; a set bit means on, a clear one off.\n", outlet_all},
     {"outlet", "set", "N=on,M=off", 1, 1, "switch several outlets at once, leaving the others as they are",
@@ -60,7 +71,34 @@ constexpr Command all_commands[] = {
     {"sensor", "", "", 0, 0, "show current, temperature, voltage and humidity",
      "Temperature and humidity are shown where the board has a sensor for them. Raw readings\n"
      "that nobody has taken count as 0. With --watch they are shown every second.\n",
-     sensor, true},
+     sensor, "w"},
+
+    {"io", "show", "", 0, 0, "show digital inputs, dry contact and digital outputs",
+     "Of an output both are shown, the mode that was recorded last and the one that the I/O\n"
+     "controller says. The library knows four inputs and four outputs on every model; those that\n"
+     "the model has no terminal for are marked.\n",
+     io_show},
+    {"io", "set", "N MODE VALUE...", 3, 4, "set digital output N, 1 to 4",
+     "MODE and VALUE are level 0|1, pulse COUNT (0 to 999999), frequency HZ (0 to 65535, on\n"
+     "output 1 to 65534), pwm FREQUENCY WIDTH (0 to 10, 0 to 255; output 1 only), or mode 10,\n"
+     "12, 13 or 14, which are the I/O controller's own business. An output that the model has no\n"
+     "terminal for is set all the same, and marked.\n",
+     io_set, "d"},
+
+    {"mail", "test", "", 0, 0, "send a mail with the stored settings",
+     "It is handed to the mail client, or to the camera's process where email_pic is 1 and neither\n"
+     "--to nor --snapshot is given. Whether it arrives is not known here; --verbose shows what the\n"
+     "client says. Of ADDRESSES 1 to 127 bytes are taken, of a subject up to 98, of a text up to 6914.\n",
+     mail_test, "tSbp"},
+
+    {"trap", "test", "[MESSAGE]", 0, 1, "send an SNMP trap with the stored settings",
+     "It is a failure when the settings say that there are no traps.\n", trap_test},
+
+    {"journal", "show", "", 0, 0, "show the entries of the alert journal",
+     "An entry that cannot be understood is shown as it stands there. A journal that is missing is\n"
+     "an empty one: somebody collects the entries and removes it. On boards with two or four outlets\n"
+     "and relays on the chain, an entry tells what the outlets' LEDs showed.\n",
+     journal_show},
 
     {"param", "get", "KEY", 1, 1, "print a parameter; one that is not set is empty", "", param_get},
     {"param", "set", "KEY VALUE", 2, 2, "set a parameter; a power loss undoes it unless it is committed",

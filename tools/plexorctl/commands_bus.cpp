@@ -8,6 +8,7 @@
 #include "tools/plexorctl/command.h"
 #include "tools/plexorctl/json.h"
 #include "tools/plexorctl/parse.h"
+#include "tools/plexorctl/read_answered.h"
 #include "tools/support/console.h"
 
 namespace plexor::ctl
@@ -81,24 +82,6 @@ int report_bytes(const Context &context, const Address &address, std::span<const
     return done;
 }
 
-using ReadBytes = std::array<unsigned char, most_bytes_read>;
-
-// The library does not tell of a failed transfer, which leaves the buffer as it was: false when a byte kept
-// what was put there before, two times.
-bool read_answered(const Address &address, ReadBytes &bytes, unsigned length)
-{
-    ReadBytes again;
-    bytes.fill(0x00);
-    again.fill(0xFF);
-    I2CRead(address.device, address.reg, bytes.data(), length);
-    I2CRead(address.device, address.reg, again.data(), length);
-    for (unsigned i = 0; i < length; ++i) {
-        if (bytes[i] == 0x00 && again[i] == 0xFF)
-            return false;
-    }
-    return true;
-}
-
 bool is_lcd_adapter(unsigned device)
 {
     return device == 0x40 || device == 0x4E || device == 0x7E;
@@ -160,10 +143,11 @@ int i2c_read(const Context &context)
     const std::optional<unsigned> length = parse_number(context.arguments[2], 1, most_bytes_read);
     if (!length)
         return wrong_input("'%s' is no length; accepted: 1 to %u", context.arguments[2], most_bytes_read);
-    ReadBytes bytes{};
-    if (!read_answered(*address, bytes, *length))
+    std::array<unsigned char, most_bytes_read> room{};
+    const std::span<unsigned char> bytes(room.data(), *length);
+    if (!read_answered(address->device, address->reg, bytes))
         return failure("no device at 0x%02X answered", address->device);
-    return report_bytes(context, *address, {bytes.data(), *length});
+    return report_bytes(context, *address, bytes);
 }
 
 // Through the cache, which otherwise would answer the next writer from a state that is gone.

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstring>
+#include <fcntl.h>
 
 #include <plexor/params.h>
 #include <plexor/relay.h>
+#include <plexor/switching.h>
 
 #include "nvram.h"
+#include "support/descriptor.h"
 #include "tools/plexorctl/command.h"
 #include "tools/plexorctl/json.h"
 #include "tools/plexorctl/parse.h"
@@ -15,6 +18,8 @@ namespace plexor::ctl
 {
 namespace
 {
+
+constexpr std::size_t longest_source = 64;
 
 // Outlets by bit, outlet 1 in bit 0: those that a command touches, and those of them that shall be on.
 struct Wish {
@@ -98,20 +103,63 @@ int no_such_outlet(const Board &board)
     return wrong_input("no such outlet: this board has outlets 1 to %u", board.outlets);
 }
 
-int switch_one(const Context &context, bool on)
+// The outlets named, or nothing after a line on standard error.
+std::optional<unsigned> parse_outlets(std::span<char *const> words)
 {
-    const char *word = context.arguments[0];
-    const std::optional<unsigned> outlet = parse_number(word, 1, most_outlets);
-    if (!outlet)
-        return wrong_input("'%s' is no outlet; accepted: 1 to 8", word);
+    unsigned outlets = 0;
+    for (const char *word : words) {
+        const std::optional<unsigned> outlet = parse_number(word, 1, most_outlets);
+        const unsigned bit = outlet ? 1U << (*outlet - 1) : 0;
+        if (!outlet)
+            wrong_input("'%s' is no outlet; accepted: 1 to 8", word);
+        else if ((outlets & bit) != 0)
+            wrong_input("outlet %u is named twice", *outlet);
+        if (!outlet || (outlets & bit) != 0)
+            return std::nullopt;
+        outlets |= bit;
+    }
+    return outlets;
+}
+
+// The library tells everybody of a switch before anybody could see that there are no relays, and it records
+// the wish as the state.
+bool relays_answer(const Board &board)
+{
+    if (board.has_gpio_relays())
+        return gpio_answers();
+    if (Descriptor(open("/dev/spiS0", O_RDONLY | O_CLOEXEC)))
+        return true;
+    relays_missing();
+    return false;
+}
+
+void switch_and_tell(const Wish &wish, const char *source)
+{
+    for (unsigned index = 0; index < most_outlets; ++index) {
+        if ((wish.touched >> index & 1U) != 0)
+            SetPowerByIdx(index, static_cast<int>(wish.on >> index & 1U), source);
+    }
+}
+
+int switch_named(const Context &context, bool on)
+{
+    const std::optional<unsigned> outlets = parse_outlets(context.arguments);
+    if (!outlets)
+        return bad_input;
+    const char *source = context.source != nullptr ? context.source : "plexorctl";
+    if (!is_line(source, 1, longest_source))
+        return wrong_input("'%.80s' is no source; accepted: 1 to 64 bytes without control characters",
+                           source);
     const std::optional<Board> board = booted_board();
     if (!board)
         return failed;
-    if (*outlet > board->outlets)
+    if (*outlets > board->all_outlets())
         return no_such_outlet(*board);
-    const unsigned bit = 1U << (*outlet - 1);
-    const Wish wish{bit, on ? bit : 0};
-    return switch_by_index(wish) ? confirm(context, *board, wish) : relays_missing();
+    if (!relays_answer(*board))
+        return failed;
+    const Wish wish{*outlets, on ? *outlets : 0};
+    switch_and_tell(wish, source);
+    return confirm(context, *board, wish);
 }
 
 // Takes one "N=on" or "N=off".
@@ -227,12 +275,12 @@ int outlet_list(const Context &context)
 
 int outlet_on(const Context &context)
 {
-    return switch_one(context, true);
+    return switch_named(context, true);
 }
 
 int outlet_off(const Context &context)
 {
-    return switch_one(context, false);
+    return switch_named(context, false);
 }
 
 int outlet_all(const Context &context)

@@ -5,6 +5,7 @@
 #include "tools/plexorctl/command.h"
 #include "tools/plexorctl/json.h"
 #include "tools/plexorctl/known_params.h"
+#include "tools/plexorctl/parse.h"
 #include "tools/support/console.h"
 
 namespace plexor::ctl
@@ -28,16 +29,6 @@ bool is_key(const char *text)
             return false;
     }
     return length >= 1 && length <= longest_key;
-}
-
-// A line break would end the entry in the store's own text form.
-bool is_value(const char *text)
-{
-    for (const char *c = text; *c != '\0'; ++c) {
-        if (static_cast<unsigned char>(*c) < ' ' || *c == '\x7f')
-            return false;
-    }
-    return std::strlen(text) <= longest_value;
 }
 
 int refuse_key(const char *text)
@@ -108,7 +99,7 @@ int param_set(const Context &context)
     const char *value = context.arguments[1];
     if (!is_key(key))
         return refuse_key(key);
-    if (!is_value(value))
+    if (!is_line(value, 0, longest_value)) // a line break would end the entry in the store's own text form
         return wrong_input("the value of %s is refused; accepted: up to 511 bytes without control characters",
                            key);
     if (nvram_bufset(0, key, value) < 0 || std::strcmp(value_of(key), value) != 0)

@@ -12,6 +12,17 @@ namespace plexor::ctl
 namespace
 {
 
+bool is_taken_by(const Option &option, const char *group, const char *name)
+{
+    for (const Command &command : commands()) {
+        if (std::strcmp(command.group, group) == 0 &&
+            (name == nullptr || std::strcmp(command.name, name) == 0) &&
+            std::strchr(command.options, option.letter) != nullptr)
+            return true;
+    }
+    return false;
+}
+
 void print_usage(const char *group, const char *name, const char *arguments)
 {
     std::fprintf(results(), "usage: plexorctl [options] %s%s%s%s%s\n\n", group, *name != '\0' ? " " : "",
@@ -26,11 +37,21 @@ void print_row(const Command &command)
     std::fprintf(results(), "  %-26s  %s\n", path, command.summary);
 }
 
-void print_options()
+void print_option(const Option &option)
+{
+    char name[32];
+    std::snprintf(name, sizeof name, "%s%s%s", option.name, *option.value != '\0' ? " " : "", option.value);
+    std::fprintf(results(), "  -%c, --%-18s  %s\n", option.letter, name, option.summary);
+}
+
+// The general ones and those that a command of the group takes; all for a null group.
+void print_options(const char *group, const char *name)
 {
     std::fputs("\noptions:\n", results());
-    for (const Option &option : options())
-        std::fprintf(results(), "  -%c, --%-18s  %s\n", option.letter, option.name, option.summary);
+    for (const Option &option : options()) {
+        if (group == nullptr || option.general || is_taken_by(option, group, name))
+            print_option(option);
+    }
     std::fputs("\nExit status: 0 done, 1 failed, 2 wrong input; one line on standard error says why.\n",
                results());
 }
@@ -54,7 +75,7 @@ void help_on_everything()
         group = command.group;
         print_row(command);
     }
-    print_options();
+    print_options(nullptr, nullptr);
 }
 
 void help_on_group(const char *group)
@@ -64,7 +85,7 @@ void help_on_group(const char *group)
         if (std::strcmp(command.group, group) == 0)
             print_row(command);
     }
-    print_options();
+    print_options(group, nullptr);
 }
 
 void help_on_command(const Command &command)
@@ -73,7 +94,7 @@ void help_on_command(const Command &command)
     std::fprintf(results(), "%c%s.\n%s", command.summary[0] - 'a' + 'A', command.summary + 1,
                  command.details);
     print_conventions();
-    print_options();
+    print_options(command.group, command.name);
 }
 
 void help_as_json()
@@ -85,6 +106,8 @@ void help_as_json()
         json.begin_object();
         json.text("name", option.name);
         json.text("letter", letter);
+        json.text("value", *option.value != '\0' ? option.value : nullptr);
+        json.flag("general", option.general);
         json.text("summary", option.summary);
         json.end();
     }
@@ -95,6 +118,7 @@ void help_as_json()
         json.text("group", command.group);
         json.text("name", command.name);
         json.text("arguments", command.arguments);
+        json.text("options", command.options);
         json.text("summary", command.summary);
         json.text("details", command.details);
         json.end();

@@ -6,30 +6,33 @@
 #include <cmath>
 #include <cstdio>
 #include <optional>
+#include <string_view>
 
 namespace plexor::ctl
 {
 
-// Bytes of the UTF-8 character at the start of text, 0 where there is none.
-inline int utf8_length(const unsigned char *text)
+// Bytes of the UTF-8 character at the start of text, which is not empty; 0 where there is none.
+inline std::size_t utf8_length(std::string_view text)
 {
     struct Form {
         unsigned char first, last;     // range of the first byte
         unsigned char lowest, highest; // range of the second, which excludes long forms and surrogates
-        int length;
+        std::size_t length;
     };
     static constexpr Form forms[] = {
         {0x00, 0x7F, 0x00, 0xFF, 1}, {0xC2, 0xDF, 0x80, 0xBF, 2}, {0xE0, 0xE0, 0xA0, 0xBF, 3},
         {0xE1, 0xEC, 0x80, 0xBF, 3}, {0xED, 0xED, 0x80, 0x9F, 3}, {0xEE, 0xEF, 0x80, 0xBF, 3},
         {0xF0, 0xF0, 0x90, 0xBF, 4}, {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4},
     };
+    const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     for (const Form &form : forms) {
-        if (text[0] < form.first || text[0] > form.last)
+        if (byte(0) < form.first || byte(0) > form.last)
             continue;
-        if (form.length > 1 && (text[1] < form.lowest || text[1] > form.highest))
+        if (form.length > text.size() ||
+            (form.length > 1 && (byte(1) < form.lowest || byte(1) > form.highest)))
             return 0;
-        for (int i = 2; i < form.length; ++i) {
-            if ((text[i] & 0xC0) != 0x80)
+        for (std::size_t i = 2; i < form.length; ++i) {
+            if ((byte(i) & 0xC0) != 0x80)
                 return 0;
         }
         return form.length;
@@ -63,7 +66,11 @@ class Json
         open('[', ']');
     }
 
-    void end() { std::fputc(closers_[--depth_], stream_); }
+    void end()
+    {
+        std::fputc(closers_[--depth_], stream_);
+        first_ = false; // also behind what was empty
+    }
 
     void number(const char *key, long long value)
     {
@@ -95,6 +102,12 @@ class Json
             std::fputs("null", stream_);
     }
 
+    void text(const char *key, std::string_view value)
+    {
+        name(key);
+        quoted(value);
+    }
+
   private:
     void open(char opener, char closer)
     {
@@ -114,26 +127,26 @@ class Json
         std::fputc(':', stream_);
     }
 
-    void quoted(const char *value)
+    void quoted(std::string_view value)
     {
         std::fputc('"', stream_);
-        for (const char *c = value; *c != '\0';)
-            c += character(c);
+        while (!value.empty())
+            value.remove_prefix(character(value));
         std::fputc('"', stream_);
     }
 
     // Writes the character at text and returns the bytes that it took.
-    int character(const char *text)
+    std::size_t character(std::string_view text)
     {
-        const int length = utf8_length(reinterpret_cast<const unsigned char *>(text));
+        const std::size_t length = utf8_length(text);
         if (length == 0)
             std::fputs("\\ufffd", stream_);
-        else if (*text == '"' || *text == '\\')
-            std::fprintf(stream_, "\\%c", *text);
-        else if (length == 1 && *text < ' ')
-            std::fprintf(stream_, "\\u%04x", static_cast<unsigned>(*text));
+        else if (text[0] == '"' || text[0] == '\\')
+            std::fprintf(stream_, "\\%c", text[0]);
+        else if (length == 1 && text[0] < ' ')
+            std::fprintf(stream_, "\\u%04x", static_cast<unsigned>(text[0]));
         else
-            std::fwrite(text, 1, static_cast<std::size_t>(length), stream_);
+            std::fwrite(text.data(), 1, length, stream_);
         return length == 0 ? 1 : length;
     }
 

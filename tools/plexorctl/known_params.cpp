@@ -35,7 +35,7 @@ constexpr KnownParam all_params[] = {
     {"CDC_type_#", "type of the USB sensor: 8870 current, 8871 humidity and temperature", 1, 8},
     {"CDC_buf_#", "last reading of the USB sensor", 1, 8},
     // Digital inputs and outputs, dry contact
-    {"sIICDi", "state of the digital input, bit 0 clear when closed"},
+    {"sIICDi", "state of the dry contact, bit 0 set for a loopback and clear when open"},
     {"sDOMode_PX", "mode of each digital output"},
     {"Pulse_PX", "pulse count of each digital output"},
     {"FREQ_PX", "frequency of each digital output"},

@@ -15,38 +15,75 @@ namespace plexor::ctl
 namespace
 {
 
-struct Line {
-    bool json = false;
-    bool verbose = false;
-    bool watch = false;
-    bool help = false;
-    bool version = false;
-    std::span<char *> words; // what is no option
-};
-
-void set_option(Line &line, int letter)
+class Line
 {
-    line.json |= letter == 'j';
-    line.verbose |= letter == 'v';
-    line.watch |= letter == 'w';
-    line.help |= letter == 'h';
-    line.version |= letter == 'V';
-}
+  public:
+    void set(int letter, char *value)
+    {
+        given_[letter] = true;
+        values_[letter] = value;
+    }
+    bool has(char letter) const { return given_[static_cast<unsigned char>(letter)]; }
+    char *value(char letter) const { return values_[static_cast<unsigned char>(letter)]; }
+
+    std::span<char *> words; // what is no option
+
+  private:
+    bool given_[128] = {}; // by letter
+    char *values_[128] = {};
+};
 
 // getopt_long's view of the option table.
 struct LongOptions {
-    option rows[8] = {};
-    char letters[8] = {};
+    option rows[16] = {};
+    char letters[32] = ":"; // which tells a missing value from an unknown option
 
     LongOptions()
     {
-        std::size_t count = 0;
+        option *row = rows;
+        char *end = letters + 1;
         for (const Option &known : options()) {
-            rows[count] = {known.name, no_argument, nullptr, known.letter};
-            letters[count++] = known.letter;
+            const bool takes_value = *known.value != '\0';
+            *row++ = {known.name, takes_value ? required_argument : no_argument, nullptr, known.letter};
+            *end++ = known.letter;
+            if (takes_value)
+                *end++ = ':';
         }
     }
 };
+
+// "info, outlet, led, ..." or the names within a group.
+struct Names {
+    char text[256] = {};
+
+    void add(const char *name, const char *more = "")
+    {
+        const std::size_t used = std::strlen(text);
+        std::snprintf(text + used, sizeof text - used, "%s%s%s%s", used != 0 ? ", " : "", name,
+                      *more != '\0' ? " " : "", more);
+    }
+};
+
+Names option_names()
+{
+    Names names;
+    for (const Option &option : options()) {
+        char name[32];
+        std::snprintf(name, sizeof name, "--%s", option.name);
+        names.add(name);
+    }
+    return names;
+}
+
+// A known letter stands in optopt for a long option that was given a value, or not given one.
+int refuse_option(const LongOptions &known, const char *word, bool lacks_value)
+{
+    const bool is_long = optopt == 0 || std::strchr(known.letters, optopt) != nullptr;
+    const char short_name[] = {'-', static_cast<char>(optopt), '\0'};
+    if (lacks_value)
+        return wrong_input("'%s' needs a value", word);
+    return wrong_input("'%s' is no option; accepted: %s", is_long ? word : short_name, option_names().text);
+}
 
 // False after a line on standard error.
 bool parse_options(int count, char **arguments, Line &line)
@@ -55,30 +92,15 @@ bool parse_options(int count, char **arguments, Line &line)
     opterr = 0;
     for (int letter = 0;
          (letter = getopt_long(count, arguments, known.letters, known.rows, nullptr)) != -1;) {
-        if (letter == '?') {
-            // A known letter stands here for a long option that was given a value.
-            const bool is_long = optopt == 0 || std::strchr(known.letters, optopt) != nullptr;
-            const char short_name[] = {'-', static_cast<char>(optopt), '\0'};
-            wrong_input("'%s' is no option; accepted: --json, --verbose, --watch, --help, --version",
-                        is_long ? arguments[optind - 1] : short_name);
+        if (letter == '?' || letter == ':') {
+            refuse_option(known, arguments[optind - 1], letter == ':');
             return false;
         }
-        set_option(line, letter);
+        line.set(letter, optarg);
     }
     line.words = {arguments + optind, static_cast<std::size_t>(count - optind)};
     return true;
 }
-
-// "info, outlet, led, ..." or the names within a group.
-struct Names {
-    char text[256] = {};
-
-    void add(const char *name)
-    {
-        const std::size_t used = std::strlen(text);
-        std::snprintf(text + used, sizeof text - used, "%s%s", used != 0 ? ", " : "", name);
-    }
-};
 
 Names group_names()
 {
@@ -146,9 +168,45 @@ int wrong_count(const Command &command, std::size_t given)
                        *command.arguments != '\0' ? " " : "", command.arguments);
 }
 
+// The commands that take an option, as in "outlet on, outlet off".
+Names takers_of(const Option &option)
+{
+    Names names;
+    for (const Command &command : commands()) {
+        if (std::strchr(command.options, option.letter) != nullptr)
+            names.add(command.group, command.name);
+    }
+    return names;
+}
+
+// done, or bad_input after a line on standard error.
+int check_options(const Line &line, const Command &command)
+{
+    for (const Option &option : options()) {
+        if (line.has(option.letter) && !option.general &&
+            std::strchr(command.options, option.letter) == nullptr)
+            return wrong_input("--%s does not go with this command; accepted with: %s", option.name,
+                               takers_of(option).text);
+    }
+    return done;
+}
+
+Context context_of(const Line &line)
+{
+    return {.arguments = line.words,
+            .json = line.has('j'),
+            .watch = line.has('w'),
+            .direct = line.has('d'),
+            .snapshot = line.has('p'),
+            .source = line.value('s'),
+            .to = line.value('t'),
+            .subject = line.value('S'),
+            .body = line.value('b')};
+}
+
 int help(const Line &line)
 {
-    if (line.json) {
+    if (line.has('j')) {
         help_as_json();
         return done;
     }
@@ -174,10 +232,10 @@ int run(int count, char **arguments)
     Line line;
     if (!parse_options(count, arguments, line))
         return bad_input;
-    if (line.help)
+    if (line.has('h'))
         return help(line);
-    if (line.version) {
-        std::fprintf(results(), line.json ? "{\"version\":\"%s\"}\n" : "plexorctl %s\n", PLEXOR_VERSION);
+    if (line.has('V')) {
+        std::fprintf(results(), line.has('j') ? "{\"version\":\"%s\"}\n" : "plexorctl %s\n", PLEXOR_VERSION);
         return done;
     }
     const Command *command = take_command(line.words);
@@ -185,10 +243,10 @@ int run(int count, char **arguments)
         return bad_input;
     if (line.words.size() < command->least || line.words.size() > command->most)
         return wrong_count(*command, line.words.size());
-    if (line.watch && !command->watches)
-        return wrong_input("--watch does not go with this command; accepted: plexorctl --watch sensor");
-    hush_library(line.verbose);
-    return command->run({line.words, line.json, line.watch});
+    if (const int status = check_options(line, *command); status != done)
+        return status;
+    hush_library(line.has('v'));
+    return command->run(context_of(line));
 }
 
 } // namespace

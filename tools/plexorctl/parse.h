@@ -34,4 +34,14 @@ inline std::optional<bool> parse_switch(std::string_view text)
     return std::nullopt;
 }
 
+// Whether a text has so many bytes and none of them is a control character.
+inline bool is_line(std::string_view text, std::size_t least, std::size_t most)
+{
+    for (const char c : text) {
+        if (static_cast<unsigned char>(c) < ' ' || c == '\x7f')
+            return false;
+    }
+    return text.size() >= least && text.size() <= most;
+}
+
 } // namespace plexor::ctl
