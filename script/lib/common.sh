@@ -27,13 +27,15 @@ usage_error() {
 packages_for() {
     local build='g++ cmake ninja-build pkg-config liblmdb-dev nlohmann-json3-dev libcli11-dev
                  libgtest-dev libgmock-dev libbenchmark-dev bubblewrap'
-    local test="$build strace jq g++-mipsel-linux-gnu"
-    local lint="$build clang-format clang-tidy cppcheck shellcheck"
+    local reports='esmtp snmp snmptrapd python3-aiosmtpd' # what an appliance reports with, and to
+    local test="$build $reports strace jq g++-mipsel-linux-gnu"
+    local peers='libssl-dev libglib2.0-dev' # encoders to measure beside
+    local lint="$build $peers clang-format clang-tidy cppcheck shellcheck"
     case $1 in
-    demo) echo "$build" ;;
+    demo) echo "$build $reports" ;;
     test) echo "$test" ;;
     lint) echo "$lint" ;;
-    bench) echo "$build strace jq" ;;
+    bench) echo "$build $peers strace jq" ;;
     fuzz) echo "$build clang-14 libclang-rt-14-dev" ;;
     coverage) echo "$build lcov" ;;
     all) echo "$test $lint clang-14 libclang-rt-14-dev lcov git" ;;
