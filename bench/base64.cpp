@@ -21,8 +21,6 @@
 
 #include <plexor/mail.h>
 
-extern char **environ;
-
 namespace plexor::bench
 {
 namespace

@@ -66,7 +66,7 @@ class ShellWords
 
     void add_unquoted(char c)
     {
-        expect(std::strchr("|&;<>()$`*?~#!{}\t\r", c) == nullptr);
+        expect(std::strchr("|&;<>()$`*?[~#{}\t", c) == nullptr);
         add(c);
     }
 

@@ -37,7 +37,8 @@ PLEXOR_API int KMimeBase64(unsigned char *input, int length, unsigned char *outp
  *
  * @param fd      open descriptor; read from where it stands, 1026 bytes at a time (18 full lines)
  * @param stream  where the lines go
- * @param count   number of bytes to encode; below 1 for nothing. What the file does not have counts as zeros.
+ * @param count   number of bytes to encode; below 1 for nothing. Where a read gives less than was asked for,
+ *                zeros follow.
  *
  * Takes two blocks from the heap, whatever the size of the file, and gives them back; does nothing when it
  * does not get them, or for a null stream.

@@ -51,10 +51,11 @@ PLEXOR_API int set_4IO_control(unsigned index, unsigned value, const char *sourc
  * Tells the MQTT connector that an outlet is being switched.
  *
  * @param name   who tells, as for SendProcessSig (process.h)
- * @param index  outlet, 0 to 7; only part of the value sent, and not checked
+ * @param index  outlet, 0 to 7
  * @param value  1 on, 0 off
- * @return the integer parameter "interop_enable" when it is not 1; 1 for another value; otherwise what
- *         SendProcessSig returns for the value 11 + 2 * index (on) or 12 + 2 * index (off).
+ * @return the integer parameter "interop_enable" when it is not 1; 1 for another value; 0 for another index,
+ *         after "relayidx:%d error\n" was printed; otherwise what SendProcessSig returns for the value
+ *         11 + 2 * index (on) or 12 + 2 * index (off).
  */
 PLEXOR_API int m2m_Send(const char *name, unsigned index, unsigned value);
 

@@ -94,6 +94,8 @@ int m2m_Send(const char *name, unsigned index, unsigned value)
         return enabled;
     if (value > 1)
         return 1;
+    if (!is_outlet(index))
+        return 0;
     const unsigned switched_on = 11 + 2 * index;
     return SendProcessSig(name, static_cast<int>(value == 1 ? switched_on : switched_on + 1));
 }

@@ -25,6 +25,7 @@
 #include "foundation/model_table.h"
 #include "notify/mail_settings.h"
 #include "nvram.h"
+#include "support/descriptor.h"
 #include "support/list.h"
 #include "support/owned.h"
 #include "support/shell.h"
@@ -66,15 +67,7 @@ void wait_for_other_writers()
 // Files in /tmp are written where they are said to be, not where somebody's link leads.
 int open_for_writing(const char *path, int flags)
 {
-    return open(path, flags | O_NOFOLLOW | O_CLOEXEC, 0666);
-}
-
-Stream open_journal()
-{
-    int fd = open_for_writing(journal_path, O_RDWR);
-    if (fd < 0)
-        fd = open_for_writing(journal_path, O_WRONLY | O_CREAT | O_TRUNC);
-    return stream_on(fd, "wb");
+    return open(path, O_WRONLY | flags | O_NOFOLLOW | O_CLOEXEC, 0666);
 }
 
 void write_start(FILE *journal, const Entry &entry)
@@ -154,23 +147,25 @@ void write_entry(FILE *journal, Entry &entry)
     fputs("]\n\n", journal);
 }
 
+// The journal is taken as it is, or made, in one step, and an entry is put at its end by one write: what
+// other processes write meanwhile stays.
 void append_to_journal(Entry &entry)
 {
-    const Stream journal = open_journal();
+    Descriptor file(open_for_writing(journal_path, O_CREAT));
     entry.time = time(nullptr);
-    if (!journal)
-        return;
     const auto stamp = static_cast<std::uint32_t>(entry.time);
-    fwrite(&stamp, sizeof stamp, 1, journal.get());
-    fseek(journal.get(), 0, SEEK_END);
-    write_entry(journal.get(), entry);
+    if (!file || pwrite(file.get(), &stamp, sizeof stamp, 0) != ssize_t{sizeof stamp})
+        return;
+    const Stream journal = stream_on(file.release(), "a");
+    if (journal)
+        write_entry(journal.get(), entry);
 }
 
 // --- the mail ---
 
 void hand_over(const char *path, const unsigned char *text)
 {
-    const Stream file = stream_on(open_for_writing(path, O_RDWR | O_CREAT | O_TRUNC), "w+");
+    const Stream file = stream_on(open_for_writing(path, O_CREAT | O_TRUNC), "w");
     if (file && text != nullptr)
         fputs(reinterpret_cast<const char *>(text), file.get());
 }

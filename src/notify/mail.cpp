@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -253,7 +254,7 @@ Pipe start_client(const Letter &letter, char *line)
 void write_address(FILE *message, const char *address)
 {
     for (; *address != '\0'; ++address)
-        fputc(static_cast<unsigned char>(*address) < ' ' ? ' ' : *address, message);
+        fputc(std::iscntrl(static_cast<unsigned char>(*address)) != 0 ? ' ' : *address, message);
 }
 
 void write_recipients(FILE *message, const char *recipients)

@@ -4,6 +4,7 @@
 // them for one argument and nothing more.
 #pragma once
 
+#include <algorithm>
 #include <cstring>
 
 #include "support/text.h"
@@ -30,20 +31,16 @@ inline void append_quoted(TextBuilder &command, const char *value)
     }
 }
 
-constexpr bool is_plain(char c)
+// Whether a shell could take it for more than itself: separators, quotes, expansions, patterns, comments.
+inline bool is_special(char c)
 {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || is_digit(c) || c == '.' || c == ':' ||
-           c == '-' || c == '_' || c == '/' || c == '@' || c == '%' || c == '+' || c == '=' || c == ',' ||
-           c == '[' || c == ']';
+    return std::strchr(" \t\n\"'\\$`;&|<>()*?[#~{}", c) != nullptr;
 }
 
 // A value that stands in the command without quotes.
 inline void append_word(TextBuilder &command, const char *value)
 {
-    bool plain = true;
-    for (const char *c = value; *c != '\0'; ++c)
-        plain = plain && is_plain(*c);
-    if (plain) {
+    if (std::none_of(value, value + std::strlen(value), is_special)) {
         command.append(value);
         return;
     }

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The alert journal: its entries on every model, and how writers wait for each other.
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 
 #include <plexor/alert.h>
@@ -267,6 +269,25 @@ TEST_F(Journal, ThatIsNotThereIsMade)
     set("IO_number", "0");
     write();
     EXPECT_EQ(text_of(journal_path), stamp() + "]\n\n");
+}
+
+TEST_F(Journal, ThatCannotBeOpenedKeepsItsEntries)
+{
+    write_file(journal_path, "timeSOURCE:web before]\n\n");
+    fail_call("open", EMFILE);
+    write();
+    EXPECT_EQ(text_of(journal_path), "timeSOURCE:web before]\n\n");
+    EXPECT_EQ(get("IOMailWriting"), "0");
+}
+
+TEST_F(Journal, KeepsWhatAnotherWritesMeanwhile)
+{
+    use(2);
+    at_call("nvram_kget_str sIICAmp_PX", [] { std::ofstream(journal_path, std::ios::app) << "other]\n\n"; });
+    write();
+    const std::string journal = text_of(journal_path);
+    EXPECT_EQ(journal.substr(4, 8), "other]\n\n");
+    EXPECT_EQ(journal.substr(12, start.size()), start);
 }
 
 TEST_F(Journal, IsClosedAfterEachEntry)

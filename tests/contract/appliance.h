@@ -88,7 +88,7 @@ class Appliance : public ::testing::Test
     void open_returns(const std::string &path, int descriptor); // the next open of path yields this number
     void fail_ioctl(const std::string &path, int request, int error); // until restored with error 0
     // The next call of this name in the call record fails with that errno, which may be 0 (any recorded call
-    // that can fail, the reads and bufset of the store apart).
+    // that can fail, the reads and bufset of the store apart). "open" is the next one of a file, too.
     void fail_call(const std::string &name, int error);
     void fail_call_after(const std::string &name, int skip, int error); // lets skip calls through first
     void system_returns(int status);                                    // from now on; 0 at the start

@@ -53,9 +53,9 @@ bool is_duration(const timespec &time)
     return time.tv_sec >= 0 && time.tv_nsec >= 0 && time.tv_nsec < ApplianceWorld::second;
 }
 
-void check_open_flags(const char *path, int flags)
+void check_open_flags(const char *path, int flags, bool is_device)
 {
-    if ((flags & O_ACCMODE) != O_RDONLY)
+    if (is_device && (flags & O_ACCMODE) != O_RDONLY)
         ADD_FAILURE() << path << " is opened for writing; drivers are opened read-only";
     if ((flags & O_CLOEXEC) == 0)
         ADD_FAILURE() << path << " is opened without close-on-exec";
@@ -95,17 +95,16 @@ int ApplianceWorld::open(const char *path, int flags, mode_t mode)
 {
     const Lock lock(mutex_);
     const auto device = board::device_at(path);
-    if (!device)
-        return ::open(path, flags, mode);
-    note("open %s", path);
-    check_open_flags(path, flags);
-    return open_device(*device, path);
+    if (device)
+        note("open %s", path);
+    check_open_flags(path, flags, device.has_value());
+    if (fails("open"))
+        return -1;
+    return device ? open_device(*device, path) : ::open(path, flags, mode);
 }
 
 int ApplianceWorld::open_device(board::Device device, const char *path)
 {
-    if (fails("open"))
-        return -1;
     if (const auto error = open_errors.find(path); error != open_errors.end())
         return fail_with(error->second);
     if (const auto number = open_numbers.extract(path)) {

@@ -321,7 +321,7 @@ TEST_F(MailClient, IsStartedWithABlankForEverySeparatorOfRecipients)
 
 TEST_F(MailClient, IsStartedWithPlainAddressesAsTheyAre)
 {
-    const std::string plain = "a.B-c_d+e%f/g=h@[192.0.2.7]";
+    const std::string plain = "a.B-c_d+e%f/g=h!i^j@M\xC3\xBCller.example";
     EXPECT_EQ(command_for(plain, plain), "esmtp " + plain + " -f " + plain + " -v");
 }
 

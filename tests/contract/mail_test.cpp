@@ -105,14 +105,14 @@ TEST_F(Mail, OfNoRecipientsHasAnEmptyLine)
 
 TEST_F(Mail, KeepsRecipientsAndSenderOnTheirLines)
 {
-    letter.from = "me\r\nBcc: other\x01";
+    letter.from = "me\r\nBcc: other\x01\x7F";
     EXPECT_EQ(recipients("you\r\nBcc\ttoo"), "To: <you  Bcc too>\r\n");
-    EXPECT_EQ(line("From"), "me  Bcc: other ");
+    EXPECT_EQ(line("From"), "me  Bcc: other  ");
 }
 
 TEST_F(Mail, LeavesOtherBytesOfAddressesAsTheyAre)
 {
-    letter.from = "M\xC3\xBCller%n%s<me>\"\x7F";
+    letter.from = "M\xC3\xBCller%n%s<me>\"";
     EXPECT_EQ(recipients("J\xC3\xB6rg%n%s"), "To: <J\xC3\xB6rg%n%s>\r\n");
     EXPECT_EQ(line("From"), *letter.from);
 }

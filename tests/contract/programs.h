@@ -111,6 +111,8 @@ inline const std::vector<std::string> hostile_texts{"a\"b",
                                                     "~",
                                                     "<in>/tmp/owned",
                                                     "*?[a]",
+                                                    "/[t]mp",
+                                                    "{a,b}",
                                                     "#a",
                                                     "a=b",
                                                     "!"};

@@ -100,6 +100,16 @@ TEST_F(InteroperationSignal, IsNotSentForAValueThatIsNeither)
     }
 }
 
+TEST_F(InteroperationSignal, RefusesAnOutletThatIsNone)
+{
+    for (const unsigned outlet : {8U, 9U, 0x80000000U, 0xFFFFFFFFU}) {
+        forget_calls();
+        EXPECT_EQ(m2m_Send("web", outlet, 1), 0) << outlet;
+        EXPECT_EQ(debug_print(), "relayidx:" + std::to_string(static_cast<int>(outlet)) + " error\n");
+        EXPECT_EQ(calls("sigqueue"), Calls{});
+    }
+}
+
 TEST_F(InteroperationSignal, AnswersZeroWhereTheConnectorCannotBeTold)
 {
     remove_process(431);

@@ -111,9 +111,9 @@ class SwitchingStory : public RelayStory
     }
     std::vector<bool> contacts()
     {
-        std::vector<bool> live;
-        for (int outlet = 0; outlet < 8; ++outlet)
-            live.push_back(board().contact(outlet));
+        std::vector<bool> live(8);
+        for (std::size_t outlet = 0; outlet < live.size(); ++outlet)
+            live[outlet] = board().contact(static_cast<int>(outlet));
         return live;
     }
     static std::vector<bool> all(bool on) { return std::vector<bool>(8, on); }

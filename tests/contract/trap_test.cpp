@@ -87,6 +87,8 @@ const std::vector<std::string> hostile{"a\"b",
                                        "a|b&c",
                                        "<in>out",
                                        "*?[a]",
+                                       "/[t]mp",
+                                       "{a,b}",
                                        "#"};
 
 TEST_F(Trap, OfTypeZeroIsOfVersionOne)
@@ -155,9 +157,15 @@ TEST_F(Trap, HandsAnEmptyCommunityAndHostOnAsTheyAre)
 
 TEST_F(Trap, LeavesPlainValuesByteForByte)
 {
-    set_destination("2", "Comm.unity-1_", "udp6:[2001:db8::1]:162");
+    set_destination("2", "Comm.unity-1_", "udp6:m\xC3\xBCnchen^1!.example:162");
     EXPECT_EQ(command_for("Outlet8 off to on, (100%) #1!"),
-              v2c("Comm.unity-1_", "udp6:[2001:db8::1]:162", "Outlet8 off to on, (100%) #1!"));
+              v2c("Comm.unity-1_", "udp6:m\xC3\xBCnchen^1!.example:162", "Outlet8 off to on, (100%) #1!"));
+}
+
+TEST_F(Trap, KeepsBracketsOfAHostFromBeingAPatternOfFiles)
+{
+    set_destination("2", "public", "udp6:[2001:db8::1]:162");
+    EXPECT_EQ(command_for("m"), v2c("public", "'udp6:[2001:db8::1]:162'", "m"));
 }
 
 TEST_F(Trap, OfAMessageOf200CharactersFits)

@@ -13,7 +13,7 @@ constexpr std::string_view entry_start = "SOURCE:";
 constexpr std::string_view entry_end = "]\n\n";
 constexpr std::size_t nowhere = ~std::size_t{0};
 
-// string_view's own find and substr would need the C++ library.
+// string_view's own find, substr, starts_with and ends_with would need the C++ library.
 std::size_t find(std::string_view text, std::string_view wanted)
 {
     const void *found = memmem(text.data(), text.size(), wanted.data(), wanted.size());
@@ -31,6 +31,17 @@ std::size_t find_last(std::string_view text, std::string_view wanted)
         last = from + found;
         from = last + 1;
     }
+}
+
+bool starts_with(std::string_view text, std::string_view start)
+{
+    return text.size() >= start.size() && std::memcmp(text.data(), start.data(), start.size()) == 0;
+}
+
+bool ends_with(std::string_view text, std::string_view end)
+{
+    return text.size() >= end.size() &&
+           std::memcmp(text.data() + text.size() - end.size(), end.data(), end.size()) == 0;
 }
 
 std::string_view take_front(std::string_view &text, std::size_t length)
@@ -60,7 +71,7 @@ class Cursor
 
     bool take(std::string_view literal)
     {
-        if (!rest_.starts_with(literal))
+        if (!starts_with(rest_, literal))
             return false;
         rest_.remove_prefix(literal.size());
         return true;
@@ -143,7 +154,7 @@ bool is_date(std::string_view text)
 // "SOURCE:web 2026-01-02 03:04:05", without its line end.
 bool parse_header(std::string_view line, JournalEntry &entry)
 {
-    if (!line.starts_with(entry_start) || line.size() < entry_start.size() + date_pattern.size())
+    if (!starts_with(line, entry_start) || line.size() < entry_start.size() + date_pattern.size())
         return false;
     line.remove_prefix(entry_start.size());
     entry.source = take_front(line, line.size() - date_pattern.size());
@@ -161,7 +172,7 @@ bool parse_body(std::string_view body, JournalEntry &entry)
     if (bracket == nowhere)
         return false;
     entry.description = take_front(body, bracket);
-    if (entry.description.ends_with("\r\n\t"))
+    if (ends_with(entry.description, "\r\n\t"))
         entry.description.remove_suffix(3);
     body.remove_prefix(1);
     return parse_state(body, entry);
@@ -172,7 +183,7 @@ JournalEntry parse_entry(std::string_view raw)
     JournalEntry entry{};
     std::string_view text = raw;
     const std::size_t header = find(text, "\n");
-    if (text.ends_with(entry_end) && header < text.size() - entry_end.size()) {
+    if (ends_with(text, entry_end) && header < text.size() - entry_end.size()) {
         text.remove_suffix(entry_end.size());
         const std::string_view line = take_front(text, header);
         text.remove_prefix(1);
