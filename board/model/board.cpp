@@ -37,9 +37,8 @@ bool on_at(std::span<const TwoState> states, int index)
 std::vector<TwoState> make_contacts(const Hardware &hardware, Timeline &timeline)
 {
     std::vector<TwoState> contacts;
-    for (std::size_t outlet = 0; contacts.size() < static_cast<std::size_t>(hardware.outlets); ++outlet) {
+    for (std::size_t outlet = 0; contacts.size() < static_cast<std::size_t>(hardware.outlets); ++outlet)
         contacts.emplace_back(timeline, "relay", outlet_name(outlet), TwoState::Words{"closed", "open"});
-    }
     return contacts;
 }
 
@@ -110,9 +109,8 @@ Board::Parts::Parts(const Hardware &model, bool strapped_latching, std::function
 
 Reply Board::Parts::handle_gpio(const Request &request)
 {
-    if (Panel::is_led_request(request)) {
+    if (Panel::is_led_request(request))
         return panel.handle(request);
-    }
     Reply reply = gpio.handle(request);
     follow_lines(request.pid);
     return reply;
@@ -121,21 +119,18 @@ Reply Board::Parts::handle_gpio(const Request &request)
 void Board::Parts::follow_lines(std::int32_t pid)
 {
     panel.follow(gpio, pid);
-    if (hardware.relays != RelayPath::gpio) {
+    if (hardware.relays != RelayPath::gpio)
         return;
-    }
-    for (std::size_t outlet = 0; outlet < contacts.size(); ++outlet) {
+    for (std::size_t outlet = 0; outlet < contacts.size(); ++outlet)
         contacts[outlet].set(gpio.driven_low(relay_lines[outlet]), pid);
-    }
 }
 
 void Board::Parts::set_input(int line, bool high)
 {
     gpio.set_input(line, high);
     const auto *const found = std::find(input_lines.begin(), input_lines.end(), line);
-    if (found != input_lines.end()) {
+    if (found != input_lines.end())
         inputs[static_cast<std::size_t>(found - input_lines.begin())].set(!high, 0);
-    }
 }
 
 Board::Board(const Hardware &hardware, bool latching, std::function<std::int64_t()> now)
@@ -153,9 +148,8 @@ int Board::open(Device device, std::int32_t)
 Reply Board::handle(const Request &request)
 {
     const int error = parts_->powered ? parts_->faults.request_error(request.device) : ENODEV;
-    if (error != 0) {
+    if (error != 0)
         return {error, {}};
-    }
     switch (request.device) {
     case Device::gpio:
         return parts_->handle_gpio(request);
@@ -182,9 +176,8 @@ bool Board::powered() const
 
 void Board::power_loss()
 {
-    if (!parts_->powered) {
+    if (!parts_->powered)
         return;
-    }
     parts_->powered = false;
     parts_->timeline.add(0, "power", "mains", "lost");
     parts_->gpio.reset();
@@ -192,16 +185,14 @@ void Board::power_loss()
     parts_->chain.power_loss();
     parts_->panel.power_loss();
     parts_->io_controller.power_loss();
-    for (LedExpander &expander : parts_->expanders) {
+    for (LedExpander &expander : parts_->expanders)
         expander.reset();
-    }
 }
 
 void Board::power_up()
 {
-    if (parts_->powered) {
+    if (parts_->powered)
         return;
-    }
     parts_->powered = true;
     parts_->timeline.add(0, "power", "mains", "up");
 }
@@ -246,9 +237,8 @@ std::uint8_t Board::controller(int reg) const
 void Board::set_controller(int reg, std::uint8_t value)
 {
     const auto position = static_cast<std::uint32_t>(reg);
-    if (parts_->controller.has(position, 1)) {
+    if (parts_->controller.has(position, 1))
         parts_->controller.write(position, {&value, 1}, 0);
-    }
 }
 
 std::uint32_t Board::gpio_levels(int group) const
@@ -279,9 +269,8 @@ bool Board::digital_input(int input) const
 void Board::set_digital_input(int input, bool active)
 {
     const auto position = static_cast<std::size_t>(input);
-    if (input >= 0 && position < input_lines.size()) {
+    if (input >= 0 && position < input_lines.size())
         set_input(input_lines[position], !active);
-    }
 }
 
 std::string Board::digital_output(int output) const
@@ -302,9 +291,8 @@ std::uint8_t Board::io_register(int reg) const
 
 void Board::set_io_register(int reg, std::uint8_t value)
 {
-    if (parts_->io_controller.has(static_cast<std::uint32_t>(reg), 1)) {
+    if (parts_->io_controller.has(static_cast<std::uint32_t>(reg), 1))
         parts_->io_controller.preset(static_cast<std::uint8_t>(reg), value);
-    }
 }
 
 Sensors &Board::sensors()
@@ -320,11 +308,10 @@ bool Board::set_fault(std::string_view name, bool on)
 {
     const bool known = parts_->faults.set(name, on);
     parts_->bus.corrupt_reads(fault("i2c-corrupt"));
-    if (fault("io-controller-absent")) {
+    if (fault("io-controller-absent"))
         parts_->bus.detach(io_controller_address);
-    } else {
+    else
         parts_->bus.attach(io_controller_address, parts_->io_controller);
-    }
     return known;
 }
 

@@ -43,33 +43,27 @@ const std::vector<std::string> &Faults::names()
 bool Faults::set(std::string_view name, bool on)
 {
     const auto known = std::find(names().begin(), names().end(), name);
-    if (known == names().end()) {
+    if (known == names().end())
         return false;
-    }
     const bool changed = on ? active_.insert(*known).second : active_.erase(*known) != 0;
-    if (changed) {
+    if (changed)
         timeline_.add(0, "fault", *known, on ? "on" : "off");
-    }
     return true;
 }
 
 int Faults::open_error(Device device) const
 {
-    for (const DeviceFault &fault : absent) {
-        if (fault.device == device && on(fault.name)) {
+    for (const DeviceFault &fault : absent)
+        if (fault.device == device && on(fault.name))
             return fault.error;
-        }
-    }
     return 0;
 }
 
 int Faults::request_error(Device device) const
 {
-    for (const DeviceFault &fault : failing) {
-        if (fault.device == device && on(fault.name)) {
+    for (const DeviceFault &fault : failing)
+        if (fault.device == device && on(fault.name))
             return fault.error;
-        }
-    }
     return 0;
 }
 

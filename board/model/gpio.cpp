@@ -48,9 +48,8 @@ Reply Gpio::handle(const Request &request)
 {
     for (std::size_t group = 0; group < banks_.size(); ++group) {
         const BankRequests &numbers = bank_requests[group];
-        if (request.number == numbers.read) {
+        if (request.number == numbers.read)
             return {0, host_bytes(banks_[group].levels())};
-        }
         if (request.number == numbers.write) {
             write(group, request.value, request.pid);
             return {};
@@ -65,16 +64,14 @@ Reply Gpio::handle(const Request &request)
 
 void Gpio::reset()
 {
-    for (Bank &bank : banks_) {
+    for (Bank &bank : banks_)
         bank = {.outside = bank.outside};
-    }
 }
 
 void Gpio::set_input(int line, bool high)
 {
-    if (line < 0 || line >= lines) {
+    if (line < 0 || line >= lines)
         return;
-    }
     std::uint32_t &outside = banks_[static_cast<std::size_t>(line / lines_per_bank)].outside;
     outside = high ? outside | bit_of(line) : outside & ~bit_of(line);
 }

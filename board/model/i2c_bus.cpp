@@ -32,9 +32,8 @@ std::string name(const Request &request)
 std::string described(const char *verb, std::uint32_t reg, std::span<const std::uint8_t> bytes)
 {
     std::string text = std::string(verb) + " " + std::to_string(reg) + ": ";
-    for (const std::uint8_t byte : bytes) {
+    for (const std::uint8_t byte : bytes)
         text += hex(byte);
-    }
     return text;
 }
 
@@ -61,9 +60,8 @@ Reply I2cBus::handle(const Request &request)
 Reply I2cBus::transfer(const Request &request)
 {
     const bool reading = request.number == request_read;
-    if (request.length > longest_transfer || (!reading && request.data.size() != request.length)) {
+    if (request.length > longest_transfer || (!reading && request.data.size() != request.length))
         return refuse(timeline_, request, name(request), "length " + std::to_string(request.length));
-    }
     const auto device = devices_.find(request.address);
     if (device == devices_.end()) {
         timeline_.add(request.pid, "i2c", name(request), "no answer");
@@ -80,9 +78,8 @@ Reply I2cBus::transfer(const Request &request)
 Reply I2cBus::read(const Request &request, const I2cDevice &device)
 {
     std::vector<std::uint8_t> bytes = device.read(request.reg, request.length);
-    for (std::uint8_t &byte : bytes) {
+    for (std::uint8_t &byte : bytes)
         byte = static_cast<std::uint8_t>(corrupt_ ? ~byte : byte);
-    }
     timeline_.add(request.pid, "i2c", name(request), described("read", request.reg, bytes));
     return {0, std::move(bytes)};
 }
@@ -97,9 +94,8 @@ Reply I2cBus::write(const Request &request, I2cDevice &device)
 Reply I2cBus::scan(const Request &request)
 {
     const std::uint8_t answer = scan_answers_.empty() ? std::uint8_t{0} : scan_answers_.front();
-    if (scan_answers_.size() > 1) {
+    if (scan_answers_.size() > 1)
         scan_answers_.pop_front();
-    }
     timeline_.add(request.pid, "i2c", "bus", "scan: " + hex(answer));
     return {0, {answer}};
 }

@@ -44,9 +44,8 @@ void IoController::power_loss()
     registers_.fill(0);
     pulses_.fill(0);
     for (std::size_t output = 0; output < outputs; ++output) {
-        if (signals_[output] != at_rest) {
+        if (signals_[output] != at_rest)
             timeline_.add(0, "output", name_of(output), "off");
-        }
         signals_[output] = at_rest;
     }
 }
@@ -62,12 +61,10 @@ void IoController::write(std::uint32_t reg, std::span<const std::uint8_t> bytes,
 void IoController::react(std::uint32_t reg, std::int32_t pid)
 {
     for (std::size_t output = 0; output < outputs; ++output) {
-        if (reg == wires[output].mode) {
+        if (reg == wires[output].mode)
             run_mode(output, pid);
-        }
-        if (reg == wires[output].apply) {
+        if (reg == wires[output].apply)
             apply_level(output, pid);
-        }
     }
 }
 
@@ -76,9 +73,8 @@ void IoController::run_mode(std::size_t output, std::int32_t pid)
 {
     const std::uint8_t code = registers_[wires[output].mode];
     std::string objection = objection_to(output, code);
-    if (!objection.empty()) {
+    if (!objection.empty())
         return object(output, std::move(objection), pid);
-    }
     if (code == pulse_train) {
         pulses_[output] += edges(output) / 2;
         signals_[output].clear(); // each train is news
@@ -90,9 +86,8 @@ void IoController::apply_level(std::size_t output, std::int32_t pid)
 {
     const Wires &its = wires[output];
     const std::uint8_t level = registers_[its.level[0]];
-    if (registers_[its.apply] != apply_now) {
+    if (registers_[its.apply] != apply_now)
         return object(output, "applied with " + std::to_string(registers_[its.apply]), pid);
-    }
     if (level > 1 || registers_[its.level[1]] != level) {
         return object(output,
                       "registers " + std::to_string(its.level[0]) + " and " + std::to_string(its.level[1]) +
@@ -127,24 +122,20 @@ std::string IoController::signal_of(std::size_t output, std::uint8_t code) const
 // What the controller would do nothing about, or not what was meant; empty when all is well.
 std::string IoController::objection_to(std::size_t output, std::uint8_t code) const
 {
-    if (std::find(codes.begin(), codes.end(), code) == codes.end()) {
+    if (std::find(codes.begin(), codes.end(), code) == codes.end())
         return "no mode " + std::to_string(code);
-    }
-    if (code == pwm_setup && output != pwm_output) {
+    if (code == pwm_setup && output != pwm_output)
         return "no PWM on this output";
-    }
-    if (code == pulse_train && edges(output) % 2 != 0) {
+    if (code == pulse_train && edges(output) % 2 != 0)
         return std::to_string(edges(output)) + " edges end on the other level";
-    }
     return {};
 }
 
 std::uint32_t IoController::edges(std::size_t output) const
 {
     std::uint32_t number = 0;
-    for (const std::uint8_t reg : wires[output].count) {
+    for (const std::uint8_t reg : wires[output].count)
         number = number << 8 | registers_[reg];
-    }
     return number;
 }
 
@@ -160,9 +151,8 @@ void IoController::object(std::size_t output, std::string why, std::int32_t pid)
 
 void IoController::show(std::size_t output, std::string signal, std::int32_t pid)
 {
-    if (signals_[output] == signal) {
+    if (signals_[output] == signal)
         return;
-    }
     signals_[output] = std::move(signal);
     timeline_.add(pid, "output", name_of(output), signals_[output]);
 }

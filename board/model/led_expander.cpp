@@ -15,9 +15,8 @@ constexpr std::uint8_t all_dark = 0xFF;
 std::uint8_t LedExpander::state() const
 {
     unsigned bits = 0;
-    for (std::size_t k = 0; k < leds; ++k) {
+    for (std::size_t k = 0; k < leds; ++k)
         bits |= leds_[k].on() ? 0U : 1U << k;
-    }
     return static_cast<std::uint8_t>(bits);
 }
 
@@ -45,9 +44,8 @@ void LedExpander::set(std::uint8_t byte, std::int32_t pid)
 {
     for (std::size_t k = 0; k < leds; ++k) {
         const bool chosen = (byte >> (k + leds) & 1) != 0;
-        if (chosen) {
+        if (chosen)
             leds_[k].set((byte >> k & 1) == 0, pid);
-        }
     }
 }
 

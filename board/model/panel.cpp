@@ -38,17 +38,15 @@ Panel::Panel(const Hardware &hardware, Timeline &timeline)
       beeper_(timeline, "beeper", "line " + std::to_string(hardware.beeper_line), {"on", "off"})
 {
     const int leds = hardware.leds == LedPath::none ? 0 : hardware.outlets;
-    for (int outlet = 0; outlet < leds; ++outlet) {
+    for (int outlet = 0; outlet < leds; ++outlet)
         outlet_leds_.emplace_back(timeline, "led", outlet_name(static_cast<std::size_t>(outlet)), led_words);
-    }
 }
 
 void Panel::follow(const Gpio &gpio, std::int32_t pid)
 {
     const std::span<const int> lines = led_lines(hardware_.leds);
-    for (std::size_t outlet = 0; outlet < lines.size(); ++outlet) {
+    for (std::size_t outlet = 0; outlet < lines.size(); ++outlet)
         outlet_leds_[outlet].set(gpio.driven_low(lines[outlet]), pid);
-    }
     wifi_.set(hardware_.wifi_led && gpio.driven_low(wifi_line), pid);
     beeper_.set(gpio.driven_low(hardware_.beeper_line), pid);
 }
@@ -65,9 +63,8 @@ Reply Panel::handle(const Request &request)
     const bool fitted = usb ? hardware_.usb_led : hardware_.wifi_led;
     timeline_.add(request.pid, "led", usb ? "usb" : "wifi",
                   fitted ? "request " + std::to_string(request.value) : "not fitted");
-    if (usb && fitted) {
+    if (usb && fitted)
         usb_.set(request.value == 1, request.pid);
-    }
     return {};
 }
 

@@ -42,47 +42,40 @@ RelayChain::RelayChain(RelayPath path, bool latching, std::span<TwoState> contac
 
 Reply RelayChain::handle(const Request &request)
 {
-    if (request.number != request_single && request.number != request_all) {
+    if (request.number != request_single && request.number != request_all)
         return refuse_number(timeline_, request, "chain");
-    }
     const auto &record = request.data;
-    if (record.size() != record_size) {
+    if (record.size() != record_size)
         return refuse(timeline_, request, "chain", "record of " + std::to_string(record.size()) + " bytes");
-    }
     if (reach_ == 0) {
         timeline_.add(request.pid, "relay", "chain", "not fitted");
         return {};
     }
     const std::size_t outlet = record[0];
-    if (outlet >= reach_ || (request.number == request_all && outlet % group_size != 0)) {
+    if (outlet >= reach_ || (request.number == request_all && outlet % group_size != 0))
         return refuse(timeline_, request, "chain", "nothing at outlet index " + std::to_string(outlet));
-    }
-    if (record[4] != (latching_ ? strapped_latching : 0)) {
+    if (record[4] != (latching_ ? strapped_latching : 0))
         timeline_.add(request.pid, "violation", "chain", "strap byte differs from the relays");
-    }
     drive(outlet - outlet % group_size, record[1], request.pid);
     return {};
 }
 
 void RelayChain::power_loss()
 {
-    if (latching_) {
+    if (latching_)
         return;
-    }
-    for (TwoState &contact : contacts_) {
+    for (TwoState &contact : contacts_)
         contact.set(false, 0);
-    }
 }
 
 void RelayChain::drive(std::size_t first, unsigned pattern, std::int32_t pid)
 {
     for (std::size_t k = 0; k < group_size && first + k < contacts_.size(); ++k) {
         const unsigned pair = (pattern >> (2 * k)) & (set_coil | reset_coil);
-        if (latching_) {
+        if (latching_)
             pulse(first + k, pair, pid);
-        } else {
+        else
             contacts_[first + k].set((pair & set_coil) != 0, pid);
-        }
     }
 }
 

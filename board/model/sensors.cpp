@@ -33,9 +33,8 @@ std::size_t position(Sensor sensor)
 std::string Sensors::Sample::text() const
 {
     std::string text;
-    for (const int field : fields) {
+    for (const int field : fields)
         text += (text.empty() ? "" : ";") + std::to_string(field);
-    }
     return text;
 }
 
@@ -67,20 +66,17 @@ void Sensors::set_tenths(Sensor sensor, std::size_t index, int tenths)
 std::vector<Sensors::Sample> Sensors::samples() const
 {
     std::vector<Sample> all;
-    for (std::size_t i = 0; i < values_.size(); ++i) {
-        if (values_[i]) {
+    for (std::size_t i = 0; i < values_.size(); ++i)
+        if (values_[i])
             all.push_back({forms[i].name, forms[i].key, *values_[i]});
-        }
-    }
     return all;
 }
 
 void Sensors::change(Sensor sensor, Fields fields)
 {
     std::optional<Fields> &value = values_[position(sensor)];
-    if (value == fields) {
+    if (value == fields)
         return;
-    }
     const Form &form = forms[position(sensor)];
     value = std::move(fields);
     timeline_.add(0, "sensor", std::string(form.name), Sample{form.name, form.key, *value}.text());

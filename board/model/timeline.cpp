@@ -30,13 +30,11 @@ Timeline::Timeline(std::function<std::int64_t()> now) : now_(std::move(now)) {}
 
 void Timeline::add(std::int32_t pid, std::string kind, std::string subject, std::string detail)
 {
-    if (events_.size() == capacity) {
+    if (events_.size() == capacity)
         events_.pop_front();
-    }
     events_.push_back({next_++, now_(), pid, std::move(kind), std::move(subject), std::move(detail)});
-    if (const Listener listener = listener_) { // a copy: the listener may end itself
+    if (const Listener listener = listener_) // a copy: the listener may end itself
         listener(events_.back());
-    }
 }
 
 void Timeline::listen(Listener listener)

@@ -13,9 +13,8 @@ TwoState::TwoState(Timeline &timeline, std::string kind, std::string subject, Wo
 
 void TwoState::set(bool on, std::int32_t pid)
 {
-    if (on == on_) {
+    if (on == on_)
         return;
-    }
     on_ = on;
     timeline_->add(pid, kind_, subject_, on ? words_.on : words_.off);
 }

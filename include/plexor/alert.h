@@ -17,8 +17,8 @@
  * | others      | "]\n\n"                                                                            |
  *
  * The header is "SOURCE:%s %04d-%02d-%02d %02d:%02d:%02d\n" with the local time, of at most 299 bytes (a
- * longer source is cut). Outlets are "ON" or "OFF", the input DI is "Loopback" when it reads 0, else "OPEN".
- * A model without thermometer is at 0 degrees.
+ * longer source is cut). Outlets are "ON" or "OFF" as GetPowerStatus (relay.h) tells, the input DI is
+ * "Loopback" when it reads 0, else "OPEN". A model without thermometer is at 0 degrees.
  */
 #ifndef PLEXOR_ALERT_H
 #define PLEXOR_ALERT_H
@@ -38,8 +38,8 @@ extern "C" {
  * In this order: the outlets and "IO_number" are read; while the integer parameter "IOMailWriting" is not 0
  * the call waits, 50 ms at a time and ten times at the most; the parameter becomes "1" in any case (not
  * committed); the journal is opened, or created; its first four bytes become the present time; the entry is
- * appended; "IOMailWriting" becomes "0". A journal that cannot be opened, as when it is a symbolic link, is
- * passed over.
+ * appended; "IOMailWriting" becomes "0". A journal that cannot be opened, as when it is a symbolic link or a
+ * pipe without a reader, is passed over.
  *
  * Any process may write at any time: "IOMailWriting" is a courtesy and not a lock. Not for two threads at
  * once.
@@ -57,7 +57,9 @@ PLEXOR_API void PreSendIOMail(char *description, char *source);
  * | parameter      | bytes | is                                                                      |
  * |----------------|-------|-------------------------------------------------------------------------|
  * | "email_from"   | 128   | sender                                                                  |
- * | "email_to"     | 195   | recipients; a ";" and "email_to_PX" are appended in what room is left   |
+ * | "email_to"     | 195   | recipients                                                              |
+ * | "email_to_PX"  | 195   | further recipients, appended after a ";"; of all together 127 bytes     |
+ * |                |       | count (see mail.h)                                                      |
  * | "email_user"   | 64    | login name                                                              |
  * | "email_pwd"    | 64    | login password                                                          |
  * | "email_smtp"   | 64    | host of the SMTP server                                                 |

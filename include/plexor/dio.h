@@ -74,7 +74,7 @@ PLEXOR_API int getdomode(unsigned mode);
  * @param mode        mode number
  * @param parameters  for mode 2: { count, 0 to 999999 }; for mode 3: { frequency, of which 16 bits are set };
  *                    for mode 4: { frequency, 0 to 10; width, of which 8 bits are set }; others take none,
- * and null will do
+ *                    and null will do
  * @return 1 when done; 0, with nothing written, for what these lines were printed for:
  *         "Errors setDoX idx:%02X\n" (output), "Errors setDoX PLUSE_OUT range 0~999999 \n", "only one DO1
  *         PWM Mode " (without a line end), "Errors setDoX PWM_OUT range 1~10 \n"; and for null parameters
@@ -99,8 +99,8 @@ PLEXOR_API int setDoX(unsigned output, unsigned mode, unsigned *parameters);
  *
  * @param output  0 to 3
  * @param level   0 or 1
- * @return 0 always. Others print "SetDOByIdx idx:%d Err!\r\n" (output) or "SetDOByIdx bShowDCTTL:%d
- *         Err!\r\n" (level), and nothing is written.
+ * @return 0 always. For an output or a level outside its range "SetDOByIdx idx:%d Err!\r\n" (output) or
+ *         "SetDOByIdx bShowDCTTL:%d Err!\r\n" (level) is printed and nothing written.
  *
  * The three registers are written in the table's order: level, level, 0xFF. Then the level is recorded in
  * "sDOMode_PX" by WrNvram_DoPX_ByIdx_DOUSE. Not for two threads at once.

@@ -67,7 +67,7 @@ PLEXOR_API int i2cmd(unsigned op, unsigned device, int reg, unsigned char *buffe
  * @param buffer  room for length bytes; after a failure it holds what the driver left
  * @param length  number of bytes
  * @return the result of closing the device, 0. Ends the process when the device cannot be opened. A null
- * buffer with a length does nothing and gives 0.
+ *         buffer with a length does nothing and gives 0.
  */
 PLEXOR_API int I2CRead(unsigned device, unsigned reg, unsigned char *buffer, unsigned length);
 
@@ -79,7 +79,7 @@ PLEXOR_API int I2CRead(unsigned device, unsigned reg, unsigned char *buffer, uns
  * @param buffer  bytes to write
  * @param length  number of bytes
  * @return the result of closing the device, 0. Ends the process when the device cannot be opened. A null
- * buffer with a length does nothing and gives 0.
+ *         buffer with a length does nothing and gives 0.
  */
 PLEXOR_API int I2CWrite(unsigned device, unsigned reg, unsigned char *buffer, unsigned length);
 

@@ -59,8 +59,8 @@ PLEXOR_API int QB73xxLED(unsigned index, unsigned value);
  * Sounds a beep pattern and returns when it is over, after 1.25 s at the most.
  *
  * @param pattern  0 silence at once; 1 one beep of 150 ms; 2 three of 150 ms, each with 150 ms of silence
- * after it; 3 three of 250 ms with 250 ms between; 4 three chirps of 60 ms with 25 ms between; others make no
- * sound
+ *                 after it; 3 three of 250 ms with 250 ms between; 4 three chirps of 60 ms with 25 ms
+ *                 between; others make no sound
  * @return the result of the last GPIO write or USleep: 0 when all went well. 0 for another pattern, for which
  *         the line is made an output all the same.
  */

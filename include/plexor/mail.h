@@ -25,7 +25,7 @@ extern "C" {
  * @param output    room for capacity bytes
  * @param capacity  size of output, at least 1
  * @return the number of characters written, a multiple of 4; a zero follows them. 0, with nothing written,
- * for a null pointer or a capacity of 0.
+ *         for a null pointer or a capacity of 0.
  *
  * An input whose text and zero do not fit is cut to (capacity - 1) / 4 * 3 bytes. Nothing is written beyond
  * capacity.
@@ -62,9 +62,9 @@ PLEXOR_API void KBase64EncodeFile(int fd, FILE *stream, int count);
  * @return length of the last piece of the message written: 2 without snapshot, otherwise that of the closing
  *         lines. 0 when the server is empty ("smtp server is null,skip.\n"), when the configuration cannot be
  *         written ("error can't write .esmtprc\n"), when there is no memory ("malloc 10240 byte failed\n"),
- *         and when no process can be started for the client. -1 when the snapshot cannot be measured ("fseek
- *         SEEK_END error" or "fseek SEEK_SET error"): pipe and file stay open then. A mail that the
- *         client does not accept or cannot send is not noticed.
+ *         and when no process can be started for the client. (unsigned)-1 when the snapshot cannot be
+ *         measured ("fseek SEEK_END error" or "fseek SEEK_SET error"): pipe and file stay open then. A mail
+ *         that the client does not accept or cannot send is not noticed.
  *
  * Of the first five texts 127 bytes each count; null is an empty text. The two stand-in texts go where base
  * 64 is announced although they are none; readers of these mails know them so.

@@ -66,7 +66,7 @@ PLEXOR_API int getDiDoNum(unsigned index, unsigned *first, unsigned *di, unsigne
  * @param buffer  receives the text
  * @param size    size of buffer in bytes; the text is cut to it
  * @return length of the whole text, as snprintf counts it; a null buffer has no size. Uses localtime: not for
- * two threads at once.
+ *         two threads at once.
  */
 PLEXOR_API int getUptime(char *buffer, unsigned size);
 

@@ -59,8 +59,8 @@ PLEXOR_API int USleep(unsigned microseconds);
  * @param path  file to read
  * @return the number that the file starts with after blanks, read as scanf's %d does; PLEXOR_NO_PROCESS when
  *         there is none. On standard error stands "## Can not open %s \n" (path; nothing for null) when the
- * file cannot be opened, and "## Read %s EOF\n" (path) when it holds nothing but blanks or cannot be read.
- *         Other text is no process and says nothing.
+ *         file cannot be opened, and "## Read %s EOF\n" (path) when it holds nothing but blanks or cannot be
+ *         read. Other text is no process and says nothing.
  */
 PLEXOR_API int ReadPid(const char *path);
 
@@ -68,7 +68,7 @@ PLEXOR_API int ReadPid(const char *path);
  * Writes the process-id file of name and opens the system log under that name.
  *
  * @param name  process name; nothing happens when it is null or "/var/run/NAME.pid" has 100 characters or
- * more
+ *              more
  * @param pid   process id to write
  *
  * In this order: "/var/run/NAME.pid" is created or emptied and gets the id and a newline (a file that cannot

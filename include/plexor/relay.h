@@ -83,8 +83,8 @@ PLEXOR_API int SetPowerSimul(int *states);
  * @param index  outlet, 0 to 7
  * @param value  0 off, anything else on
  * @return 1 always; nothing happens for an index above 7. Failures of the GPIO requests are passed over:
- * after a read that failed, a write that works clears the rest of the bank, which switches the other outlets
- * on.
+ *         after a read that failed, a write that works clears the rest of the bank, which switches the other
+ *         outlets on.
  */
 PLEXOR_API int ContorlgpioPower(unsigned index, int value);
 
@@ -124,8 +124,8 @@ PLEXOR_API int Record_Status(unsigned index, unsigned value);
  *
  * @param states  8 entries: 0 off, 1 on, 2 as before the power loss
  * @return 1 always, also when the store refuses the value or the commit. Numbers whose list would be longer
- * than 31 characters are refused: the stored list stays as it is and "SetPowerDefaultStatus error\n" is
- *         printed.
+ *         than 31 characters are refused: the stored list stays as it is and "SetPowerDefaultStatus error\n"
+ *         is printed.
  */
 PLEXOR_API int SetPowerDefaultStatus(int *states);
 
@@ -133,7 +133,7 @@ PLEXOR_API int SetPowerDefaultStatus(int *states);
  * Reads the start-up states from the first 31 characters of "default_status_PX".
  *
  * @param states  8 entries; as many are set as the list has fields that are not empty, the rest stay as they
- * are
+ *                are
  * @return 1 always.
  */
 PLEXOR_API int GetPowerDefaultStatus(int *states);

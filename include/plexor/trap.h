@@ -20,8 +20,9 @@ extern "C" {
  *
  * @param message  text of the trap
  * @return -1, with nothing done, unless the parameter "snmp_enable" is exactly "1", for a null message, and
- * for values that make the command 512 characters or longer (the line "SnmpSendTrap error\n" is printed for
- * these); 0, with nothing done, when "snmp_trap_dest_type" is 9; otherwise what system() returns.
+ *         for values that make the command 512 characters or longer (the line "SnmpSendTrap error\n" is
+ *         printed for these); 0, with nothing done, when "snmp_trap_dest_type" is 9; otherwise what system()
+ *         returns.
  *
  * "snmp_trap_dest_type" 0 sends a v1 trap, any other number but 9 a v2c trap; "snmp_trap_dest_community" and
  * "snmp_trap_dest_host" (63 characters each) say how and where to. The command is printed, then run by the

@@ -12,14 +12,13 @@
 #include <plexor/relay.h>
 #include <plexor/trap.h>
 
+#include "foundation/model_table.h"
 #include "nvram.h"
 
 namespace plexor
 {
 namespace
 {
-
-constexpr unsigned max_outlets = 8;
 
 bool is_outlet(unsigned index)
 {
@@ -77,13 +76,11 @@ int set_4IO_control(unsigned index, unsigned value, const char *source)
     ContorlSpiPower(static_cast<int>(index), static_cast<int>(value));
     if (option("beep_alarm_PX", index) == 1)
         beep(1);
-    EventText trap{};
-    EventText entry{};
-    write_event(trap, index, value);
-    write_event(entry, index, value);
-    SnmpSendTrap(trap);
+    EventText event{};
+    write_event(event, index, value);
+    SnmpSendTrap(event);
     if (option("email_alarm_PX", index) != 0)
-        PreSendIOMail(entry, const_cast<char *>(source));
+        PreSendIOMail(event, const_cast<char *>(source));
     return 0;
 }
 

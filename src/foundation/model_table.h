@@ -11,6 +11,8 @@
 namespace plexor
 {
 
+inline constexpr unsigned max_outlets = 8;
+
 enum class RelayPath : std::uint8_t {
     chain_4, // shift register, one byte for four outlets
     chain_8, // shift register, two bytes

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Who calls it: the switching entry points and the dry contact inside the library.
+// Who calls it: the switching entry points write the journal; alert mail is asked for by the web interface.
 // What it owns: the alert journal, and the flag "IOMailWriting" beside it; the texts handed to the camera
 // process.
 // What is odd: the flag keeps writers apart for half a second and no longer; the form of an entry depends on
@@ -38,7 +38,6 @@ namespace
 
 constexpr const char *journal_path = "/tmp/iomail.txt";
 constexpr const char *writing_key = "IOMailWriting";
-constexpr unsigned max_outlets = 8;
 
 // --- the journal ---
 
@@ -47,6 +46,7 @@ struct Readings {
     float amperes[max_outlets] = {};
     float degrees = 0; // of models without a thermometer too
     float volts = 0;
+    bool looped = false;
 };
 
 struct Entry {
@@ -64,10 +64,11 @@ void wait_for_other_writers()
         USleep(50'000);
 }
 
-// Files in /tmp are written where they are said to be, not where somebody's link leads.
+// Files in /tmp are written where they are said to be, not where somebody's link leads, and a pipe in their
+// place is not waited for.
 int open_for_writing(const char *path, int flags)
 {
-    return open(path, O_WRONLY | flags | O_NOFOLLOW | O_CLOEXEC, 0666);
+    return open(path, O_WRONLY | flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
 }
 
 void write_start(FILE *journal, const Entry &entry)
@@ -105,41 +106,51 @@ void write_temperature(FILE *journal, float degrees)
     fprintf(journal, "Temperature=%3.1f℃(%3.1f℉)", double{degrees}, degrees * 1.8 + 32);
 }
 
-void write_voltage_and_input(FILE *journal, float volts)
+void write_voltage_and_input(FILE *journal, const Readings &readings)
 {
-    fprintf(journal, ";Voltage=%4.2fV", double{volts});
-    fprintf(journal, " DI = %s ", GetIICDi() == 0 ? "Loopback" : "OPEN");
+    fprintf(journal, ";Voltage=%4.2fV", double{readings.volts});
+    fprintf(journal, " DI = %s ", readings.looped ? "Loopback" : "OPEN");
 }
 
-void write_entry(FILE *journal, Entry &entry)
+// What an entry of the model tells of besides the outlets.
+void take_readings(const Model &model, Readings &readings)
 {
-    Readings &readings = entry.readings;
-    switch (model_at(entry.model).journal) {
+    if (model.journal == JournalForm::metered)
+        GetPowerCurrent(readings.amperes);
+    if (model.journal == JournalForm::metered || model.journal == JournalForm::sensed)
+        GetPowerTemp(&readings.degrees);
+    if (model.journal == JournalForm::metered) {
+        GetPowerVolt(&readings.volts);
+        readings.looped = GetIICDi() == 0;
+    }
+    if (model.external_meter)
+        GetPowerCurrent(readings.amperes);
+}
+
+void write_entry(FILE *journal, const Entry &entry)
+{
+    const Model &model = model_at(entry.model);
+    const Readings &readings = entry.readings;
+    switch (model.journal) {
     case JournalForm::plain:
         write_start(journal, entry);
         fputs("\r\n\t[", journal);
-        write_outlets(journal, readings, model_at(entry.model).outlets);
+        write_outlets(journal, readings, model.outlets);
         break;
     case JournalForm::metered:
-        GetPowerCurrent(readings.amperes);
-        GetPowerTemp(&readings.degrees);
-        GetPowerVolt(&readings.volts);
         write_start(journal, entry);
         fputs("\r\n\t[", journal);
         write_outlets_with_currents(journal, readings);
         write_temperature(journal, readings.degrees);
-        write_voltage_and_input(journal, readings.volts);
+        write_voltage_and_input(journal, readings);
         break;
     case JournalForm::sensed:
-        GetPowerTemp(&readings.degrees);
         write_start(journal, entry);
         fputs("[", journal);
         write_outlets(journal, readings, 4);
         write_temperature(journal, readings.degrees);
-        if (model_at(entry.model).external_meter) {
-            GetPowerCurrent(readings.amperes);
+        if (model.external_meter)
             fprintf(journal, "Amp=%4.1fA;", double{readings.amperes[0]});
-        }
         break;
     case JournalForm::none:
         break;
@@ -157,6 +168,7 @@ void append_to_journal(Entry &entry)
     if (!file || pwrite(file.get(), &stamp, sizeof stamp, 0) != ssize_t{sizeof stamp})
         return;
     const Stream journal = stream_on(file.release(), "a");
+    take_readings(model_at(entry.model), entry.readings);
     if (journal)
         write_entry(journal.get(), entry);
 }

@@ -32,7 +32,7 @@ int count_camera_lines()
 // The number in a file, 0 for a text that is none; false when there is no file.
 bool read_number(const char *path, int &number)
 {
-    const Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
+    const Descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)); // a pipe is not waited for
     if (!file)
         return false;
     Characters text(file.get());

@@ -32,7 +32,7 @@ namespace
 constexpr const char *client_settings_path = "/tmp/.esmtprc";
 constexpr const char *snapshot_path = "/tmp/uvcmail.jpg";
 
-constexpr std::size_t line_size = 10240;
+constexpr std::size_t line_size = 10240; // from the heap, as its failure has a text of its own
 constexpr std::size_t characters_per_line = 76;
 
 // --- base 64 ---
@@ -110,8 +110,10 @@ constexpr bool separates_recipients(char c)
     return c == ',' || c == ';' || c == ':' || c == ' ';
 }
 
+using Recipient = char[sizeof Letter::to]; // where any part of the list fits
+
 // Copies the recipient at text, if there is one, and returns what is behind it.
-const char *take_recipient(const char *text, char (&recipient)[128])
+const char *take_recipient(const char *text, Recipient &recipient)
 {
     std::size_t length = 0;
     while (*text != '\0' && !separates_recipients(*text))
@@ -143,31 +145,30 @@ bool is_host(const char *text)
 // The client reads the escapes of C, but takes a quote for the end even behind a backslash.
 void append_setting(TextBuilder &line, const char *value)
 {
-    line.append("\"");
+    line.append('"');
     for (; *value != '\0'; ++value) {
         if (*value == '"')
             line.append("\\042");
         else if (*value == '\\')
             line.append("\\\\");
         else
-            shell::append_char(line, *value);
+            line.append(*value);
     }
-    line.append("\"");
+    line.append('"');
 }
 
+// Made anew, so that nobody else can have it open.
 class ClientSettings
 {
   public:
-    // Made anew, so that nobody else can have it open.
-    explicit ClientSettings(char *line) : line_(line), file_(create()) {}
+    ClientSettings() : file_(create()) {}
 
-    bool writable() const { return static_cast<bool>(file_); }
-    void write(const Letter &letter)
+    // False when not all of it is there.
+    bool write(const Letter &letter) const
     {
-        write_host(letter.server, letter.port);
-        write_text("username = ", letter.user);
-        write_text("password = ", letter.password, "********");
-        write_line(letter.starttls ? "starttls required\n" : "starttls disabled\n");
+        return file_ && write_host(letter.server, letter.port) && write_text("username = ", letter.user) &&
+               write_text("password = ", letter.password, "********") &&
+               write_line(letter.starttls ? "starttls required\n" : "starttls disabled\n");
     }
 
   private:
@@ -178,40 +179,49 @@ class ClientSettings
             open(client_settings_path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     }
 
-    void write_host(const char *server, int port)
+    using Line = char[640]; // a field of 127 bytes, each of which may take four
+
+    bool write_host(const char *server, int port) const
     {
-        char host[160];
+        char host[sizeof Letter::server + 16];
         snprintf(host, sizeof host, "%s:%d", server, port);
-        TextBuilder line(line_, line_size);
+        Line text;
+        TextBuilder line(text);
         line.append("hostname = ");
         if (is_host(host))
             line.append(host);
         else
             append_setting(line, host);
-        line.append("\n");
-        write_line(line_);
+        line.append('\n');
+        return write_line(text);
     }
-    void write_text(const char *name, const char *value, const char *mask = nullptr)
+    bool write_text(const char *name, const char *value) const
     {
-        build(name, value);
-        dprintf(file_.get(), "%s", line_);
-        build(name, mask == nullptr ? value : mask);
-        printf("%s", line_);
+        Line line;
+        build(line, name, value);
+        return write_line(line);
     }
-    void build(const char *name, const char *value)
+    bool write_text(const char *name, const char *value, const char *mask) const
     {
-        TextBuilder line(line_, line_size);
+        Line line;
+        build(line, name, mask);
+        printf("%s", line);
+        build(line, name, value);
+        return dprintf(file_.get(), "%s", line) >= 0;
+    }
+    static void build(Line &text, const char *name, const char *value)
+    {
+        TextBuilder line(text);
         line.append(name);
         append_setting(line, value);
-        line.append("\n");
+        line.append('\n');
     }
-    void write_line(const char *line) const
+    bool write_line(const char *line) const
     {
-        dprintf(file_.get(), "%s", line);
         printf("%s", line);
+        return dprintf(file_.get(), "%s", line) >= 0;
     }
 
-    char *line_;
     Descriptor file_;
 };
 
@@ -219,7 +229,7 @@ class ClientSettings
 
 void append_recipient(TextBuilder &command, const char *recipient)
 {
-    char word[sizeof Letter::to + 2];
+    char word[sizeof(Recipient) + 2];
     snprintf(word, sizeof word, *recipient == '-' ? "<%s>" : "%s", recipient); // no option of the client
     shell::append_word(command, word);
 }
@@ -229,7 +239,7 @@ void build_command(TextBuilder &command, const Letter &letter)
 {
     command.append("esmtp ");
     for (const char *rest = letter.to; *rest != '\0';) {
-        char recipient[sizeof letter.to];
+        Recipient recipient;
         rest = take_recipient(rest, recipient);
         append_recipient(command, recipient);
         for (; separates_recipients(*rest); ++rest)
@@ -261,7 +271,7 @@ void write_recipients(FILE *message, const char *recipients)
 {
     const char *rest = skip_separators(recipients);
     while (*rest != '\0') {
-        char recipient[sizeof Letter::to];
+        Recipient recipient;
         rest = skip_separators(take_recipient(rest, recipient));
         fputs("<", message);
         write_address(message, recipient);
@@ -332,7 +342,7 @@ bool write_picture(FILE *message, int fd)
 bool write_picture_part(FILE *message, const Letter &letter)
 {
     write_picture_header(message, letter);
-    Descriptor picture(open(snapshot_path, O_RDONLY | O_CLOEXEC));
+    Descriptor picture(open(snapshot_path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (!picture) {
         fputs("Tm9QaWN0dXJl", message); // "NoPicture"
         return true;
@@ -346,7 +356,7 @@ bool write_picture_part(FILE *message, const Letter &letter)
 constexpr unsigned failed = ~0U;
 
 // The length of its last piece, or failed.
-unsigned write_message(FILE *message, const Letter &letter, bool with_picture, char *line)
+unsigned write_message(FILE *message, const Letter &letter, bool with_picture)
 {
     write_header(message, letter);
     write_text_part(message, letter);
@@ -354,30 +364,29 @@ unsigned write_message(FILE *message, const Letter &letter, bool with_picture, c
         return sizeof "\r\n" - 1;
     if (!write_picture_part(message, letter))
         return failed;
-    const int length = snprintf(line, line_size, "\r\n--%s--\r\n\r\n.\r\n", letter.boundary);
-    fputs(line, message);
+    char closing[sizeof letter.boundary + 16];
+    const int length = snprintf(closing, sizeof closing, "\r\n--%s--\r\n\r\n.\r\n", letter.boundary);
+    fputs(closing, message);
     return static_cast<unsigned>(length);
 }
 
-bool configure_client(const Letter &letter, char *line)
+bool configure_client(const Letter &letter)
 {
-    ClientSettings settings(line);
-    if (!settings.writable()) {
-        printf("error can't write .esmtprc\n");
-        return false;
-    }
-    settings.write(letter);
-    return true;
+    if (ClientSettings().write(letter))
+        return true;
+    unlink(client_settings_path); // the client is not to send by half of them
+    printf("error can't write .esmtprc\n");
+    return false;
 }
 
 unsigned send(const Letter &letter, bool with_picture, char *line)
 {
-    if (!configure_client(letter, line))
+    if (!configure_client(letter))
         return 0;
     [[maybe_unused]] const int status = system("chmod 0710 /tmp/.esmtprc\n"); // as the client asks for
     Pipe client = start_client(letter, line);
-    const BrokenPipeHeld held;
-    const unsigned result = client ? write_message(client.get(), letter, with_picture, line) : 0;
+    const BrokenPipeHeld held; // only now, or the client would hold it back as well
+    const unsigned result = client ? write_message(client.get(), letter, with_picture) : 0;
     if (result == failed) {
         static_cast<void>(client.release());
         return failed;

@@ -38,7 +38,6 @@ constexpr unsigned long one_outlet_request = 4;
 constexpr unsigned long all_outlets_request = 6;
 constexpr unsigned gap_between_bytes_us = 20'000;
 
-constexpr unsigned max_outlets = 8;
 constexpr unsigned latch_strap = 1U << 3; // line 3 of GPIO group 0
 
 constexpr const char *off_mask_key = "SPI_buf_1";

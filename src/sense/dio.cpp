@@ -25,7 +25,7 @@ constexpr int mode_changed = 5; // value of the switch notification
 
 constexpr unsigned char not_used = 0xFF; // in both frequency registers: DO 1 runs PWM
 
-enum Mode : unsigned { level_0 = 0, level_1 = 1, pulse = 2, frequency = 3, pwm = 4 };
+enum Mode : unsigned { mode_pulse = 2, mode_frequency = 3, mode_pwm = 4 };
 
 constexpr std::uint8_t mode_register[outputs] = {0x50, 0x51, 0x52, 0x53};
 constexpr std::uint8_t count_registers[outputs][4] = {
@@ -37,6 +37,7 @@ constexpr std::uint8_t count_registers[outputs][4] = {
 };
 constexpr std::uint8_t frequency_registers[outputs][2] = {
     {0x01, 0x02}, {0x03, 0x04}, {0x05, 0x06}, {0x07, 0x08}};
+constexpr std::uint8_t level_registers[outputs][3] = {{13, 5, 9}, {22, 6, 10}, {31, 7, 11}, {40, 8, 12}};
 constexpr int pwm_frequency_register = 0x10;
 constexpr int pwm_width_register = 0x11;
 
@@ -48,12 +49,12 @@ constexpr unsigned swap_levels(unsigned mode_or_code)
 
 constexpr bool is_known(unsigned mode)
 {
-    return mode <= pwm || mode == 10 || (mode >= 12 && mode <= 14);
+    return mode <= mode_pwm || mode == 10 || (mode >= 12 && mode <= 14);
 }
 
 constexpr bool takes_parameters(unsigned mode)
 {
-    return mode >= pulse && mode <= pwm;
+    return mode >= mode_pulse && mode <= mode_pwm;
 }
 
 void write_register(int reg, unsigned value)
@@ -76,7 +77,7 @@ void record(const char *key, unsigned i, unsigned value)
         myprintf("Errors setDoX %s\n", key);
 }
 
-// What keeps a request from being carried out was told; true when nothing does.
+// False after saying why; for missing parameters without a word.
 bool is_accepted(unsigned output, unsigned mode, const unsigned *parameters)
 {
     constexpr unsigned count_limit = 1'000'000;
@@ -85,17 +86,17 @@ bool is_accepted(unsigned output, unsigned mode, const unsigned *parameters)
         myprintf("Errors setDoX idx:%02X\n", output);
         return false;
     }
-    if (mode == pwm && output != 0) {
+    if (mode == mode_pwm && output != 0) {
         myprintf("only one DO1 PWM Mode ");
         return false;
     }
     if (takes_parameters(mode) && parameters == nullptr)
         return false;
-    if (mode == pulse && parameters[0] >= count_limit) {
+    if (mode == mode_pulse && parameters[0] >= count_limit) {
         myprintf("Errors setDoX PLUSE_OUT range 0~999999 \n");
         return false;
     }
-    if (mode == pwm && parameters[0] >= pwm_frequency_limit) {
+    if (mode == mode_pwm && parameters[0] >= pwm_frequency_limit) {
         myprintf("Errors setDoX PWM_OUT range 1~10 \n"); // 0 has always passed
         return false;
     }
@@ -109,39 +110,39 @@ void start_pulses(unsigned output, unsigned count)
     for (unsigned i = 0; i < 4; ++i)
         write_register(count_registers[output][i], edges >> (24 - 8 * i));
     record("Pulse_PX", output, count);
-    write_register(mode_register[output], pulse);
+    write_register(mode_register[output], mode_pulse);
 }
 
-void start_frequency(unsigned output, unsigned value, unsigned code)
+void start_frequency(unsigned output, unsigned hertz)
 {
-    write_register(frequency_registers[output][0], value >> 8);
-    write_register(frequency_registers[output][1], value);
-    record("FREQ_PX", output, value);
-    write_register(mode_register[output], code);
+    write_register(frequency_registers[output][0], hertz >> 8);
+    write_register(frequency_registers[output][1], hertz);
+    record("FREQ_PX", output, hertz);
+    write_register(mode_register[output], mode_frequency);
 }
 
-void start_pwm(unsigned char value, unsigned char width)
+void start_pwm(unsigned char frequency, unsigned char width)
 {
-    write_register(mode_register[0], pwm);
-    write_register(pwm_frequency_register, value);
+    write_register(mode_register[0], mode_pwm);
+    write_register(pwm_frequency_register, frequency);
     write_register(pwm_width_register, width);
     for (const std::uint8_t reg : frequency_registers[0])
         write_register(reg, not_used);
-    write_register(mode_register[0], frequency);
-    record("PFREQ_PX", 0, value);
+    write_register(mode_register[0], mode_frequency);
+    record("PFREQ_PX", 0, frequency);
     record("PWidth_PX", 0, width);
 }
 
-void start(unsigned output, unsigned mode, unsigned code, const unsigned *parameters)
+void start(unsigned output, unsigned mode, const unsigned *parameters)
 {
-    if (mode == pulse)
+    if (mode == mode_pulse)
         start_pulses(output, parameters[0]);
-    else if (mode == frequency)
-        start_frequency(output, parameters[0], code);
-    else if (mode == pwm)
+    else if (mode == mode_frequency)
+        start_frequency(output, parameters[0]);
+    else if (mode == mode_pwm)
         start_pwm(static_cast<unsigned char>(parameters[0]), static_cast<unsigned char>(parameters[1]));
     else if (is_known(mode))
-        write_register(mode_register[output], code);
+        write_register(mode_register[output], swap_levels(mode));
 }
 
 void read_registers(int reg, unsigned char *bytes, unsigned length)
@@ -183,7 +184,7 @@ int setDoX(unsigned output, unsigned mode, unsigned *parameters)
     if (!is_accepted(output, mode, parameters))
         return 0;
     const auto code = static_cast<unsigned>(getdomode(mode));
-    start(output, mode, code, parameters);
+    start(output, mode, parameters);
     record(modes_key, output, swap_levels(code)); // an unknown mode has code 0 and is recorded as 1
     SendProcessSig("libplexor", mode_changed);
     return 1;
@@ -199,11 +200,10 @@ int SetDOByIdx(unsigned output, unsigned level)
         myprintf("SetDOByIdx bShowDCTTL:%d Err!\r\n", static_cast<int>(level));
         return 0;
     }
-    const int i = static_cast<int>(output);
-    write_register(13 + 9 * i, level);
-    write_register(5 + i, level);
-    write_register(9 + i, 0xFF);
-    WrNvram_DoPX_ByIdx_DOUSE(modes_key, i, static_cast<long>(level));
+    write_register(level_registers[output][0], level);
+    write_register(level_registers[output][1], level);
+    write_register(level_registers[output][2], 0xFF); // take it over
+    WrNvram_DoPX_ByIdx_DOUSE(modes_key, static_cast<int>(output), static_cast<long>(level));
     return 0;
 }
 
@@ -217,20 +217,20 @@ int GetDOByIdx(unsigned char *out)
     read_registers(60, out + 8, 8);
     read_registers(68, out + 16, 8);
     unsigned char *const modes = out + 24;
-    read_registers(80, modes, 4);
+    read_registers(mode_register[0], modes, 4);
     read_registers(20, out + 28, 1);
     read_registers(30, out + 29, 1);
     unsigned char *const do1_frequency = out + 30;
-    read_registers(1, do1_frequency, 2);
+    read_registers(frequency_registers[0][0], do1_frequency, 2);
     for (unsigned i = 0; i < outputs; ++i)
         modes[i] = static_cast<unsigned char>(swap_levels(modes[i]));
     if (do1_frequency[0] != not_used)
         return do1_frequency[0];
     if (do1_frequency[1] != not_used)
-        return frequency;
-    if (modes[0] == frequency)
-        modes[0] = pwm; // which leaves the code of frequency in its mode register
-    return pwm;
+        return mode_frequency;
+    if (modes[0] == mode_frequency)
+        modes[0] = mode_pwm; // which leaves the code of frequency in its mode register
+    return mode_pwm;
 }
 
 int GetDOStatus(int *out)

@@ -16,7 +16,6 @@ namespace plexor
 namespace
 {
 
-constexpr int max_outlets = 8;
 constexpr std::size_t amperes_text_size = 128; // as all callers offer
 
 constexpr unsigned low_byte_of(int reading)
@@ -54,7 +53,7 @@ float with_tenths(const char *key, int field)
     return static_cast<float>(fields[field] + fields[field + 1] * 0.1);
 }
 
-void append_amperes(TextBuilder &text, int outlet, float amperes)
+void append_amperes(TextBuilder &text, unsigned outlet, float amperes)
 {
     char field[64];
     snprintf(field, sizeof field, "%4.2f%s", double{amperes}, outlet + 1 < max_outlets ? ";" : "");
@@ -89,7 +88,7 @@ int IICADCTransAmpPX(char *text, unsigned char *raw)
     RdNvram_N_Param_float("correction_ampH_Px", max_outlets, high);
     if (text != nullptr) {
         TextBuilder list(text, amperes_text_size);
-        for (int i = 0; i < max_outlets; ++i)
+        for (unsigned i = 0; i < max_outlets; ++i)
             append_amperes(list, i, CurrentADC_convert7302(low_byte_of(readings[i]), high[i], low[i]));
     }
     if (raw != nullptr)

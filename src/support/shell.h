@@ -15,19 +15,13 @@ namespace plexor
 namespace shell
 {
 
-inline void append_char(TextBuilder &command, char c)
-{
-    const char text[] = {c, '\0'};
-    command.append(text);
-}
-
 // A value between double quotes that stand in the command already.
 inline void append_quoted(TextBuilder &command, const char *value)
 {
     for (; *value != '\0'; ++value) {
         if (std::strchr("\"\\$`", *value) != nullptr)
-            command.append("\\");
-        append_char(command, *value);
+            command.append('\\');
+        command.append(*value);
     }
 }
 
@@ -37,21 +31,21 @@ inline bool is_special(char c)
     return std::strchr(" \t\n\"'\\$`;&|<>()*?[#~{}", c) != nullptr;
 }
 
-// A value that stands in the command without quotes.
+// A value that stands in the command without quotes; an empty one is no argument.
 inline void append_word(TextBuilder &command, const char *value)
 {
     if (std::none_of(value, value + std::strlen(value), is_special)) {
         command.append(value);
         return;
     }
-    command.append("'");
+    command.append('\'');
     for (; *value != '\0'; ++value) {
         if (*value == '\'')
             command.append("'\\''");
         else
-            append_char(command, *value);
+            command.append(*value);
     }
-    command.append("'");
+    command.append('\'');
 }
 
 } // namespace shell

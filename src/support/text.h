@@ -18,20 +18,23 @@ class TextBuilder
     {
     }
 
-    void append(const char *text)
-    {
-        const std::size_t length = std::strlen(text);
-        full_ = full_ || length > room_;
-        if (full_)
-            return;
-        std::memcpy(end_, text, length + 1);
-        end_ += length;
-        room_ -= length;
-    }
+    void append(const char *text) { append(text, std::strlen(text)); }
+    void append(char c) { append(&c, 1); }
 
     bool full() const { return full_; }
 
   private:
+    void append(const char *text, std::size_t length)
+    {
+        full_ = full_ || length > room_;
+        if (full_)
+            return;
+        std::memcpy(end_, text, length);
+        end_ += length;
+        *end_ = '\0';
+        room_ -= length;
+    }
+
     char *end_;
     std::size_t room_;
     bool full_{};
