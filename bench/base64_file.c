@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* plexor-base64 FILE: what coreutils' base64 does, by the library, for the comparison of the two. */
+/* plexor-base64 FILE: what coreutils' base64 does, by the library, for the comparison of the two. Its lines end
+ * in CR LF, as a mail's do. */
 #include <fcntl.h>
 #include <stdio.h>
 #include <sys/stat.h>

@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
+#include <ctime>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include <plexor/plexor.h>
@@ -19,6 +22,7 @@ using Words = std::vector<std::string>;
 namespace
 {
 
+// In the order of the values in the corpus.
 constexpr std::array keys{"email_from",
                           "email_to",
                           "email_to_PX",
@@ -27,27 +31,27 @@ constexpr std::array keys{"email_from",
                           "email_smtp",
                           "email_port",
                           "email_tls",
-                          "snmp_trap_dest_type",
                           "email_pic",
                           "WebCamResolution",
                           "WebCamFPS",
                           "WebCamPort",
                           "WebCamMode",
+                          "snmp_trap_dest_type",
+                          "snmp_trap_dest_community",
                           "snmp_trap_dest_host",
                           "IO_number",
                           "sIICAmp_PX",
                           "sIICTemp",
                           "sIICVolt",
-                          "snmp_trap_dest_community",
+                          "sIICDi",
                           "sAmp_PX",
+                          "sTEmp_PX",
                           "correction_ampL_Px",
                           "correction_temp",
-                          "sTEmp_PX",
-                          "sDOMode_PX",
                           "SPI_buf_1",
                           "CDC_type_1",
                           "CDC_buf_1",
-                          "sIICDi",
+                          "sDOMode_PX",
                           "FREQ_PX"};
 
 // Settings from the input, one after the other, separated by zeros; returns what is left as a text.
@@ -60,6 +64,12 @@ std::string take_settings(const std::uint8_t *data, std::size_t size)
     std::string text;
     std::getline(input, text, '\0');
     return text;
+}
+
+std::string text_of(const char *path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 void add(Words &words, const std::string &value) // an empty one is no word
@@ -90,7 +100,7 @@ void trap(std::string text)
 Words recipients()
 {
     const std::string first = cut(parameters["email_to"], 195);
-    std::string all = cut(cut(first + ";" + cut(parameters["email_to_PX"], 195), 195), 128);
+    std::string all = cut(first + ";" + cut(parameters["email_to_PX"], 195), 128);
     std::replace_if(
         all.begin(), all.end(), [](char c) { return std::strchr(",;:", c) != nullptr; }, ' ');
     Words found;
@@ -119,10 +129,7 @@ std::string unescaped(const std::string &text)
 // The statements of the client's settings: bare words end at blanks, quoted ones at their quote.
 Words settings_of_client()
 {
-    std::ifstream file("/tmp/.esmtprc");
-    std::stringstream all;
-    all << file.rdbuf();
-    const std::string text = all.str();
+    const std::string text = text_of("/tmp/.esmtprc");
     Words words;
     for (std::size_t at = 0; at < text.size();) {
         const char c = text[at];
@@ -202,11 +209,33 @@ void mail(std::string text)
         expect(commands.empty());
 }
 
+// An entry's form depends on the model; one that is none of the family leaves only the end.
+void check_entry(const std::string &entry, const std::string &text)
+{
+    const std::string start = "SOURCE:" + text.substr(0, 271) + " ";
+    const std::size_t description = start.size() + std::strlen("2014-01-09 00:00:00\n");
+    expect(entry.ends_with("]\n\n"));
+    const int model = std::atoi(parameters["IO_number"].c_str());
+    if (model < 1 || model > 11) {
+        expect(entry == "]\n\n");
+        return;
+    }
+    expect(entry.starts_with(start) && entry.at(description - 1) == '\n');
+    expect(entry.compare(description, text.size(), text) == 0);
+    expect(entry.find('[', description + text.size()) != std::string::npos);
+}
+
 void journal(std::string text)
 {
+    const auto before = static_cast<std::uint32_t>(std::time(nullptr));
     PreSendIOMail(text.data(), text.data());
+    const std::string written = text_of("/tmp/iomail.txt");
     std::remove("/tmp/iomail.txt");
-    expect(parameters["IOMailWriting"] == "0");
+    std::uint32_t stamp = 0;
+    expect(written.size() > sizeof stamp && parameters["IOMailWriting"] == "0");
+    std::memcpy(&stamp, written.data(), sizeof stamp);
+    expect(stamp >= before && stamp <= std::time(nullptr));
+    check_entry(written.substr(sizeof stamp), text);
 }
 
 void readings()

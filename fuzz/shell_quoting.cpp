@@ -13,26 +13,24 @@ namespace
 
 constexpr std::size_t room = 8192; // more than any input grows to
 
-std::string command_with_word(const char *value)
+using Quoting = void (*)(TextBuilder &command, const char *value);
+
+void between_double_quotes(TextBuilder &command, const char *value)
+{
+    command.append('"');
+    shell::append_quoted(command, value);
+    command.append('"');
+}
+
+std::vector<std::string> words_with(const std::string &value, Quoting append)
 {
     char text[room];
     TextBuilder command(text);
     command.append("tool -x ");
-    shell::append_word(command, value);
+    append(command, value.c_str());
     command.append(" -y\n");
     expect(!command.full());
-    return text;
-}
-
-std::string command_with_quoted(const char *value)
-{
-    char text[room];
-    TextBuilder command(text);
-    command.append("tool -x \"");
-    shell::append_quoted(command, value);
-    command.append("\" -y\n");
-    expect(!command.full());
-    return text;
+    return words_of(text);
 }
 
 } // namespace
@@ -44,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         return 0;
     const std::vector<std::string> expected{"tool", "-x", value, "-y"};
     if (!value.empty()) // an empty word is left to the command as it is: nothing
-        expect(words_of(command_with_word(value.c_str())) == expected);
-    expect(words_of(command_with_quoted(value.c_str())) == expected);
+        expect(words_with(value, shell::append_word) == expected);
+    expect(words_with(value, between_double_quotes) == expected);
     return 0;
 }

@@ -69,8 +69,8 @@ PLEXOR_API void KBase64EncodeFile(int fd, FILE *stream, int count);
  * Of the first five texts 127 bytes each count; null is an empty text. The two stand-in texts go where base
  * 64 is announced although they are none; readers of these mails know them so.
  *
- * In this order, all messages on standard output: "/tmp/.esmtprc" is made anew, readable for its owner only,
- * and gets four lines, which are also printed, the password's with its value masked; the shell command "chmod
+ * In this order, all messages on standard output: "/tmp/.esmtprc" is replaced by a new one, readable for its
+ * owner only, of four lines, which are also printed, the password's with its value masked; the shell command "chmod
  * 0710 /tmp/.esmtprc\n"; the command "esmtp RECIPIENTS -f SENDER -v" is printed with a line feed and started;
  * the message is piped into it; the pipe is closed, which waits for the client; "smtp:KSendTextMail end.\n"
  * is printed. The message without snapshot has no closing boundary. With it, "/tmp/uvcmail.jpg" is sent with
@@ -81,6 +81,9 @@ PLEXOR_API void KBase64EncodeFile(int fd, FILE *stream, int count);
  * the configuration, double quotes and backslashes of a value are escaped, and a server that holds characters
  * of no host name stands between double quotes, together with its port. In the header of the message, control
  * characters of addresses become blanks. A client that ends early does not raise SIGPIPE in the caller.
+ *
+ * Any number of processes and threads may send at once; those that send by different accounts share the one
+ * configuration all the same, and the latest counts.
  */
 PLEXOR_API unsigned KSendTextMail(const char *from, char *to, char *user, const char *password,
                                   const char *server, int port, int starttls, unsigned char *subject,

@@ -48,7 +48,7 @@ PLEXOR_API extern const int arNTCtoTempTbl[256];
 PLEXOR_API float CurrentADC_convert7302(unsigned raw, float high, float low);
 
 /**
- * Currents of all eight outlets as text, "0.00;4.83;..." with two decimals and no ";" at the end.
+ * Currents of all eight outlets as text, "0.00;4.83;..." with two decimals and no ";" after the last.
  *
  * @param text  128 bytes for the text, or null; fields that no longer fit are left out
  * @param raw   32 bytes for the readings as eight 32-bit integers in host order, or null

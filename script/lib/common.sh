@@ -30,7 +30,7 @@ packages_for() {
     local reports='esmtp snmp snmptrapd python3-aiosmtpd' # what an appliance reports with, and to
     local test="$build $reports strace jq g++-mipsel-linux-gnu"
     local peers='libssl-dev libglib2.0-dev' # encoders to measure beside
-    local lint="$build $peers clang-format clang-tidy cppcheck shellcheck"
+    local lint="$build $peers clang-format clang-tidy cppcheck shellcheck pyflakes3"
     case $1 in
     demo) echo "$build $reports" ;;
     test) echo "$test" ;;

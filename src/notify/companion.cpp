@@ -22,11 +22,8 @@ constexpr const char *camera_pid_file = "/tmp/uvc_pid.txt";
 
 int count_camera_lines()
 {
-    int count = 0;
     const Pipe lines(popen("ps | grep -c uvc_stream\n", "re"));
-    if (lines && fscanf(lines.get(), "%d", &count) != 1)
-        count = 0;
-    return count;
+    return lines ? first_number(fileno(lines.get())) : 0;
 }
 
 // The number in a file, 0 for a text that is none; false when there is no file.
@@ -35,9 +32,7 @@ bool read_number(const char *path, int &number)
     const Descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)); // a pipe is not waited for
     if (!file)
         return false;
-    Characters text(file.get());
-    skip_spaces(text);
-    number = scan_int(text, 0);
+    number = first_number(file.get());
     return true;
 }
 

@@ -157,73 +157,56 @@ void append_setting(TextBuilder &line, const char *value)
     line.append('"');
 }
 
-// Made anew, so that nobody else can have it open.
-class ClientSettings
+using Settings = char[2048]; // each of four values of 127 bytes may take four times as much
+
+void append_host(TextBuilder &text, const char *server, int port)
 {
-  public:
-    ClientSettings() : file_(create()) {}
+    char host[sizeof Letter::server + 16];
+    snprintf(host, sizeof host, "%s:%d", server, port);
+    if (is_host(host))
+        text.append(host);
+    else
+        append_setting(text, host);
+}
 
-    // False when not all of it is there.
-    bool write(const Letter &letter) const
-    {
-        return file_ && write_host(letter.server, letter.port) && write_text("username = ", letter.user) &&
-               write_text("password = ", letter.password, "********") &&
-               write_line(letter.starttls ? "starttls required\n" : "starttls disabled\n");
-    }
+void build_settings(Settings &settings, const Letter &letter, const char *password)
+{
+    TextBuilder text(settings);
+    text.append("hostname = ");
+    append_host(text, letter.server, letter.port);
+    text.append("\nusername = ");
+    append_setting(text, letter.user);
+    text.append("\npassword = ");
+    append_setting(text, password);
+    text.append(letter.starttls ? "\nstarttls required\n" : "\nstarttls disabled\n");
+}
 
-  private:
-    static Descriptor create()
-    {
-        unlink(client_settings_path);
-        return Descriptor(
-            open(client_settings_path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    }
+// Makes the settings under a name of their own, so that nobody else has them open, and puts them in place when
+// they are complete: the client of another process that sends at this moment finds the old ones or these.
+bool replace_settings(const char *settings)
+{
+    char path[] = "/tmp/.esmtprc.XXXXXX";
+    const Descriptor file(mkostemp(path, O_CLOEXEC));
+    if (!file)
+        return false;
+    if (dprintf(file.get(), "%s", settings) >= 0 && rename(path, client_settings_path) == 0)
+        return true;
+    unlink(path);
+    return false;
+}
 
-    using Line = char[640]; // a field of 127 bytes, each of which may take four
-
-    bool write_host(const char *server, int port) const
-    {
-        char host[sizeof Letter::server + 16];
-        snprintf(host, sizeof host, "%s:%d", server, port);
-        Line text;
-        TextBuilder line(text);
-        line.append("hostname = ");
-        if (is_host(host))
-            line.append(host);
-        else
-            append_setting(line, host);
-        line.append('\n');
-        return write_line(text);
+bool configure_client(const Letter &letter)
+{
+    Settings settings;
+    build_settings(settings, letter, letter.password);
+    if (!replace_settings(settings)) {
+        printf("error can't write .esmtprc\n");
+        return false;
     }
-    bool write_text(const char *name, const char *value) const
-    {
-        Line line;
-        build(line, name, value);
-        return write_line(line);
-    }
-    bool write_text(const char *name, const char *value, const char *mask) const
-    {
-        Line line;
-        build(line, name, mask);
-        printf("%s", line);
-        build(line, name, value);
-        return dprintf(file_.get(), "%s", line) >= 0;
-    }
-    static void build(Line &text, const char *name, const char *value)
-    {
-        TextBuilder line(text);
-        line.append(name);
-        append_setting(line, value);
-        line.append('\n');
-    }
-    bool write_line(const char *line) const
-    {
-        printf("%s", line);
-        return dprintf(file_.get(), "%s", line) >= 0;
-    }
-
-    Descriptor file_;
-};
+    build_settings(settings, letter, "********"); // what is printed may be read by others
+    printf("%s", settings);
+    return true;
+}
 
 // --- the client's command ---
 
@@ -370,13 +353,11 @@ unsigned write_message(FILE *message, const Letter &letter, bool with_picture)
     return static_cast<unsigned>(length);
 }
 
-bool configure_client(const Letter &letter)
+unsigned pipe_message(FILE *client, const Letter &letter, bool with_picture)
 {
-    if (ClientSettings().write(letter))
-        return true;
-    unlink(client_settings_path); // the client is not to send by half of them
-    printf("error can't write .esmtprc\n");
-    return false;
+    int fd = fileno(client);
+    const Stream message = patient_stream(fd);
+    return message ? write_message(message.get(), letter, with_picture) : 0;
 }
 
 unsigned send(const Letter &letter, bool with_picture, char *line)
@@ -386,7 +367,7 @@ unsigned send(const Letter &letter, bool with_picture, char *line)
     [[maybe_unused]] const int status = system("chmod 0710 /tmp/.esmtprc\n"); // as the client asks for
     Pipe client = start_client(letter, line);
     const BrokenPipeHeld held; // only now, or the client would hold it back as well
-    const unsigned result = client ? write_message(client.get(), letter, with_picture) : 0;
+    const unsigned result = client ? pipe_message(client.get(), letter, with_picture) : 0;
     if (result == failed) {
         static_cast<void>(client.release());
         return failed;

@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -33,6 +34,24 @@ inline Stream stream_on(int fd, const char *mode)
     if (!stream && fd >= 0)
         close(fd);
     return stream;
+}
+
+// A stream into fd, which stays its owner's. A signal that comes while the other end is slow loses nothing, as it
+// would of a stream of fd itself.
+inline Stream patient_stream(int &fd)
+{
+    const auto write_all = [](void *cookie, const char *bytes, std::size_t size) -> ssize_t {
+        std::size_t written = 0;
+        while (written < size) {
+            const ssize_t length = write(*static_cast<int *>(cookie), bytes + written, size - written);
+            if (length < 0 && errno != EINTR)
+                break;
+            written += length < 0 ? 0 : static_cast<std::size_t>(length);
+        }
+        return static_cast<ssize_t>(written);
+    };
+    return Stream(
+        fopencookie(&fd, "w", {.read = nullptr, .write = write_all, .seek = nullptr, .close = nullptr}));
 }
 
 struct ClosePipe {

@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 
@@ -24,7 +25,9 @@ class Characters
     {
         if (++position_ < length_)
             return;
-        length_ = read(fd_, buffer_, sizeof buffer_);
+        do
+            length_ = read(fd_, buffer_, sizeof buffer_);
+        while (length_ < 0 && errno == EINTR);
         position_ = 0;
     }
 
@@ -59,6 +62,14 @@ inline void skip_spaces(Characters &text)
 {
     while (is_space(text.current()))
         text.advance();
+}
+
+// As scanf's %d; 0 where there is no number.
+inline int first_number(int fd)
+{
+    Characters text(fd);
+    skip_spaces(text);
+    return scan_int(text, 0);
 }
 
 } // namespace plexor

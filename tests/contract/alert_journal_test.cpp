@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The alert journal: its entries on every model, and how writers wait for each other.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -18,8 +21,6 @@ namespace plexor::tests
 {
 namespace
 {
-
-using Calls = std::vector<std::string>;
 
 const std::string journal_path = "/tmp/iomail.txt";
 const std::string start = "SOURCE:web 2026-01-02 05:04:05\nOutlet1 on"; // two hours east of Greenwich
@@ -319,6 +320,20 @@ TEST_F(Journal, ThatIsAFolderIsPassedOver)
     std::filesystem::create_directory(journal_path);
     write();
     expect_passed_over();
+}
+
+TEST_F(Journal, ThatIsAPipeIsPassedOverWhetherSomebodyListensOrNot)
+{
+    make_pipe(journal_path);
+    write();
+    expect_passed_over();
+    forget_calls();
+    const int listener = open(journal_path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    write();
+    expect_passed_over();
+    char byte = 0;
+    EXPECT_EQ(read(listener, &byte, 1), 0);
+    close(listener);
 }
 
 // --- the order, and other writers ---

@@ -270,6 +270,13 @@ TEST_F(AlertWithSnapshot, WritesNothingThroughLinks)
     EXPECT_FALSE(exists(picture_path));
 }
 
+TEST_F(AlertWithSnapshot, IsNotHeldByPipesInPlaceOfItsTexts)
+{
+    for (const auto &path : {subject_path, body_path})
+        make_pipe(path);
+    EXPECT_EQ(start_command(), plain_start);
+}
+
 TEST_F(AlertWithSnapshot, GoesOnWhenTheFirstSignalIsNotDelivered)
 {
     run_camera();
@@ -325,7 +332,7 @@ TEST_F(AlertWithSnapshot, HasRoomForTheLongestSettings)
     const std::string quotes(31, '\'');
     for (const char *key : {"WebCamResolution", "WebCamFPS", "WebCamPort", "WebCamMode"})
         set(key, quotes);
-    const Lister uvc_stream("uvc_stream", "");
+    const RecordingProgram uvc_stream("uvc_stream", "");
     EXPECT_EQ(std::system(start_command().c_str()), 0);
     const std::string cut = quotes.substr(0, 15);
     EXPECT_EQ(uvc_stream.arguments(),
@@ -335,7 +342,7 @@ TEST_F(AlertWithSnapshot, HasRoomForTheLongestSettings)
 TEST_F(AlertWithSnapshot, GivesEachHostileSettingToTheCameraAsOneArgument)
 {
     std::filesystem::remove("/tmp/owned");
-    const Lister uvc_stream("uvc_stream", "");
+    const RecordingProgram uvc_stream("uvc_stream", "");
     for (const auto &text : hostile_texts) {
         for (const char *key : {"WebCamResolution", "WebCamFPS", "WebCamPort", "WebCamMode"})
             set(key, text);

@@ -178,12 +178,12 @@ void Appliance::lose_ethernet_address()
 
 // --- the call record ---
 
-std::vector<std::string> Appliance::calls() const
+Calls Appliance::calls() const
 {
     return world_->calls;
 }
 
-std::vector<std::string> Appliance::calls(const std::string &prefix) const
+Calls Appliance::calls(const std::string &prefix) const
 {
     std::vector<std::string> chosen;
     const auto starts = [&](const std::string &call) { return call.starts_with(prefix); };

@@ -26,9 +26,12 @@ namespace plexor::tests
 
 class ApplianceWorld;
 
+using Calls = std::vector<std::string>; // one line a call
+
 // When a test ends, devices and pipes left open and segments left attached fail it; so does, at once, any use
 // of a descriptor that is not open, a device opened for writing or without close-on-exec, a pipe without
-// close-on-exec, an argument that the driver would not take, and detaching what is not attached.
+// close-on-exec, a named pipe that is waited for, an argument that the driver would not take, and detaching
+// what is not attached.
 class Appliance : public ::testing::Test
 {
   protected:
@@ -62,8 +65,8 @@ class Appliance : public ::testing::Test
     // "popen r COMMAND", "popen w COMMAND", "pclose", "openlog IDENT OPTIONS FACILITY", "syslog PRIORITY
     // TEXT", "shmget 0x4C504F4C SIZE OCTALFLAGS", "shmat", "shmdt", "malloc SIZE", "lseek OFFSET WHENCE".
     // Other calls on other files are real and not recorded.
-    std::vector<std::string> calls() const;
-    std::vector<std::string> calls(const std::string &prefix) const; // only those that start with prefix
+    Calls calls() const;
+    Calls calls(const std::string &prefix) const; // only those that start with prefix
     void forget_calls();
     // Runs action at each call whose line starts with prefix: it is written down by then, but not yet done.
     void at_call(const std::string &prefix, const std::function<void()> &action);
@@ -124,10 +127,10 @@ class Appliance : public ::testing::Test
 
 // A failed comparison of call records shows one call a line.
 template <>
-class testing::internal::UniversalPrinter<std::vector<std::string>>
+class testing::internal::UniversalPrinter<plexor::tests::Calls>
 {
   public:
-    static void Print(const std::vector<std::string> &calls, std::ostream *stream)
+    static void Print(const plexor::tests::Calls &calls, std::ostream *stream)
     {
         *stream << "{";
         for (const auto &call : calls)

@@ -16,6 +16,7 @@
 
 #include "board/interpose/marshal.h"
 #include "tests/contract/call_text.h"
+#include "tests/contract/files.h"
 #include "tests/contract/memory_file.h"
 
 namespace plexor::tests
@@ -61,6 +62,12 @@ void check_open_flags(const char *path, int flags, bool is_device)
         ADD_FAILURE() << path << " is opened without close-on-exec";
 }
 
+// Opening such a pipe would last until somebody opens its other end.
+bool holds_caller(const char *path, int flags)
+{
+    return S_ISFIFO(mode_of(path)) && (flags & O_NONBLOCK) == 0;
+}
+
 } // namespace
 
 void ApplianceWorld::note(const char *format, ...)
@@ -100,7 +107,16 @@ int ApplianceWorld::open(const char *path, int flags, mode_t mode)
     check_open_flags(path, flags, device.has_value());
     if (fails("open"))
         return -1;
-    return device ? open_device(*device, path) : ::open(path, flags, mode);
+    return device ? open_device(*device, path) : open_file(path, flags, mode);
+}
+
+int ApplianceWorld::open_file(const char *path, int flags, mode_t mode)
+{
+    if (holds_caller(path, flags)) {
+        ADD_FAILURE() << path << ", a pipe, is waited for";
+        return fail_with(EAGAIN);
+    }
+    return ::open(path, flags, mode);
 }
 
 int ApplianceWorld::open_device(board::Device device, const char *path)

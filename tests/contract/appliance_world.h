@@ -118,6 +118,7 @@ class ApplianceWorld final : public board::World
     void note(const char *format, ...) __attribute__((format(printf, 2, 3)));
     bool fails(const char *name);
     int open_device(board::Device device, const char *path);
+    int open_file(const char *path, int flags, mode_t mode);
     int device_ioctl(board::Device device, unsigned long number, std::uintptr_t argument);
     int begin_ioctl(board::Device device, unsigned long number, std::uintptr_t argument,
                     board::Request &request);

@@ -22,8 +22,6 @@ namespace plexor::tests
 namespace
 {
 
-using Calls = std::vector<std::string>;
-
 unsigned char *bytes_of(std::string &text)
 {
     return reinterpret_cast<unsigned char *>(text.data());

@@ -16,8 +16,6 @@ namespace plexor::tests
 namespace
 {
 
-using Calls = std::vector<std::string>;
-
 const std::string camera_pid_file = "/tmp/uvc_pid.txt";
 const std::string camera_program = "/tmp/plexor-x/uvc_stream";
 const std::string count_command = "popen r ps | grep -c uvc_stream\n";
@@ -118,7 +116,7 @@ TEST_F(Camera, IsNotThereWhenTheCountCannotBeTaken)
 TEST_F(Camera, IsCountedByARealShell)
 {
     const RunningCamera camera;
-    const Lister ps("ps", "echo 1 init; echo 7 uvc_stream -r; echo 8 grep -c uvc_stream");
+    const RecordingProgram ps("ps", "echo 1 init; echo 7 uvc_stream -r; echo 8 grep -c uvc_stream");
     run_piped_commands();
     EXPECT_EQ(read_pid(), camera.pid());
     EXPECT_EQ(printed, found(camera.pid(), camera_program));
@@ -138,6 +136,15 @@ TEST_F(Camera, IsNotThereWhenItsFileHoldsNoProcess)
         EXPECT_EQ(pid_from(text), 0) << text;
         EXPECT_EQ(printed, "uvc_stream count1a:2\n");
     }
+}
+
+TEST_F(Camera, IsNotThereWhenItsFileIsAPipe)
+{
+    make_pipe(camera_pid_file);
+    EXPECT_EQ(read_pid(), 0);
+    EXPECT_EQ(printed, "uvc_stream count1a:2\n");
+    EXPECT_EQ(running(), 0);
+    EXPECT_FALSE(exists(camera_pid_file));
 }
 
 TEST_F(Camera, HasTheNumberAtTheFrontOfItsFile)

@@ -17,7 +17,6 @@
 namespace plexor::tests
 {
 
-using Calls = std::vector<std::string>;
 using Numbers = std::vector<unsigned>;
 using Levels = std::vector<std::string>;
 

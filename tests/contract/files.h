@@ -2,6 +2,7 @@
 // Files of the private /tmp, as the tests write and read them.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -22,6 +23,12 @@ inline std::string text_of(const std::string &path)
 {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// One with a name, at whose other end nobody is.
+inline void make_pipe(const std::string &path)
+{
+    EXPECT_EQ(mkfifo(path.c_str(), 0600), 0) << path;
 }
 
 inline bool exists(const std::string &path)

@@ -5,12 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "tests/contract/appliance.h"
 #include "tests/contract/call_text.h"
 
 namespace plexor::tests
 {
-
-using Calls = std::vector<std::string>;
 
 inline std::string gpio_request(int number)
 {

@@ -16,7 +16,6 @@
 namespace plexor::tests
 {
 
-using Calls = std::vector<std::string>;
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr unsigned board_controller = 0xA0;

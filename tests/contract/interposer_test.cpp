@@ -12,14 +12,13 @@
 #include <thread>
 
 #include "tests/contract/appliance.h"
+#include "tests/contract/files.h"
 #include "tests/contract/probe.h"
 
 namespace plexor::tests
 {
 namespace
 {
-
-using Calls = std::vector<std::string>;
 
 constexpr int key = 0x4C504F4C;
 
@@ -124,6 +123,16 @@ TEST_F(Interposer, NoticesADeviceOpenedForWritingOrInherited)
 {
     EXPECT_NONFATAL_FAILURE(probe_close(probe_open_flags("/dev/gpio", O_RDWR | O_CLOEXEC)), "for writing");
     EXPECT_NONFATAL_FAILURE(probe_close(probe_open_flags("/dev/gpio", O_RDONLY)), "close-on-exec");
+}
+
+TEST_F(Interposer, NoticesAPipeThatIsWaitedFor)
+{
+    const std::string path = "/tmp/plexor-pipe";
+    std::filesystem::remove(path);
+    make_pipe(path);
+    EXPECT_NONFATAL_FAILURE(probe_open_flags(path.c_str(), O_RDONLY | O_CLOEXEC), "is waited for");
+    const int pipe = probe_open_flags(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    EXPECT_EQ(probe_close(pipe), 0);
 }
 
 TEST_F(Interposer, NoticesArgumentsThatTheDriverCannotTake)

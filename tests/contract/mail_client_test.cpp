@@ -9,6 +9,7 @@
 #include <csignal>
 
 #include "tests/contract/mail_story.h"
+#include "tests/contract/nearly_full_disk.h"
 #include "tests/contract/programs.h"
 
 namespace plexor::tests
@@ -185,7 +186,7 @@ Words hostile_settings()
     Words texts = hostile_texts;
     texts.insert(texts.end(),
                  {"a\"b'c", "a\nhostname = evil", "\"\nhostname = evil\n\"", "\"'\nhostname = evil\n#",
-                  "DOMAIN\\bob", "x\\", "\\\"", "\\042", "a b", "x # y", "'", "\"", " "});
+                  "DOMAIN\\bob", "x\\", "\\042", "a b", "x # y", "'", "\"", " "});
     return texts;
 }
 
@@ -277,6 +278,19 @@ TEST_F(MailClient, IsNotStartedWhereItsSettingsCannotBeWritten)
     expect_nothing_sent("error can't write .esmtprc\n");
 }
 
+TEST_F(MailClient, IsNotStartedWhereItsSettingsFindNoRoom)
+{
+    write_file(settings_path, "before");
+    {
+        const NearlyFullDisk disk;
+        EXPECT_EQ(send(), 0U);
+    }
+    EXPECT_TRUE(printed.ends_with("error can't write .esmtprc\n")) << printed;
+    EXPECT_EQ(calls("system"), Calls{});
+    EXPECT_EQ(command(), "");
+    EXPECT_EQ(settings(), "before");
+}
+
 TEST_F(MailClient, IsNotStartedWithoutAServer)
 {
     for (const Text &none : {Text(""), Text()}) {
@@ -359,7 +373,7 @@ class RealMailClient : public MailClient
 
 TEST_F(RealMailClient, IsGivenTheWholeMessageAndWaitedFor)
 {
-    const Lister esmtp("esmtp", "cat >/tmp/plexor-programs/message");
+    const RecordingProgram esmtp("esmtp", "cat >/tmp/plexor-programs/message");
     letter.body = std::string(6000, 'U');
     EXPECT_EQ(send(), 2U);
     const std::string received = text_of("/tmp/plexor-programs/message");
@@ -370,7 +384,7 @@ TEST_F(RealMailClient, IsGivenTheWholeMessageAndWaitedFor)
 
 TEST_F(RealMailClient, IsGivenEachHostileRecipientAsOneArgumentThatIsNoOption)
 {
-    const Lister esmtp("esmtp", "cat >/dev/null");
+    const RecordingProgram esmtp("esmtp", "cat >/dev/null");
     for (const auto &text : hostile_texts) {
         Words expected = recipients_in("first," + text + ";-last");
         expected.insert(expected.end(), {"-f", "me@example.org", "-v"});
@@ -382,7 +396,7 @@ TEST_F(RealMailClient, IsGivenEachHostileRecipientAsOneArgumentThatIsNoOption)
 
 TEST_F(RealMailClient, IsGivenAHostileSenderAsOneArgument)
 {
-    const Lister esmtp("esmtp", "cat >/dev/null");
+    const RecordingProgram esmtp("esmtp", "cat >/dev/null");
     for (const auto &text : hostile_texts) {
         letter.from = text;
         send();
@@ -392,7 +406,7 @@ TEST_F(RealMailClient, IsGivenAHostileSenderAsOneArgument)
 
 TEST_F(RealMailClient, MayFailWithoutAnybodyNoticing)
 {
-    const Lister esmtp("esmtp", "cat >/dev/null; exit 3");
+    const RecordingProgram esmtp("esmtp", "cat >/dev/null; exit 3");
     EXPECT_EQ(send(), 2U);
     EXPECT_TRUE(printed.ends_with("smtp:KSendTextMail end.\n"));
 }
@@ -441,7 +455,7 @@ class EarlyEnd : public RealMailClient
 
     inline static volatile std::sig_atomic_t arrived_ = 0;
     void (*before_)(int);
-    const Lister esmtp_{"esmtp", "exit 0"};
+    const RecordingProgram esmtp_{"esmtp", "exit 0"};
 };
 
 TEST_F(EarlyEnd, OfTheClientRaisesNoSignalInTheCaller)

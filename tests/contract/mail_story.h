@@ -14,8 +14,6 @@
 namespace plexor::tests
 {
 
-using Calls = std::vector<std::string>;
-
 inline const std::string settings_path = "/tmp/.esmtprc";
 inline const std::string picture_path = "/tmp/uvcmail.jpg";
 inline const std::string boundary = "----=_NextPart_76J_20140109_4471_T.1767323045"; // as the clock starts

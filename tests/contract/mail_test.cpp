@@ -276,6 +276,14 @@ TEST_F(MailWithSnapshot, IsLeftAsItIsWhenThePicturesEndCannotBeFound)
     expect_left_open();
 }
 
+TEST_F(MailWithSnapshot, IsLeftAsItIsWhenThePictureIsAPipe)
+{
+    make_pipe(picture_path);
+    EXPECT_EQ(send(), failed);
+    EXPECT_TRUE(printed.ends_with(" -v\nfseek SEEK_END error")) << printed;
+    expect_left_open();
+}
+
 TEST_F(MailWithSnapshot, IsLeftAsItIsWhenThePicturesStartCannotBeFound)
 {
     write_file(picture_path, "picture");

@@ -2,19 +2,15 @@
 #include <plexor/model.h>
 
 #include <climits>
-#include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <optional>
 
 #include "tests/contract/appliance.h"
+#include "tests/contract/time_zone.h"
 
 namespace plexor::tests
 {
 namespace
 {
-
-using Calls = std::vector<std::string>;
 
 // --- identification ---
 
@@ -195,20 +191,6 @@ TEST_F(DigitalCounts, AskNobody)
 class Uptime : public Appliance
 {
   protected:
-    Uptime() : zone_before_(std::getenv("TZ") == nullptr ? std::nullopt : std::optional(std::getenv("TZ")))
-    {
-        set_zone("UTC0");
-    }
-    ~Uptime() override { set_zone(zone_before_ ? zone_before_->c_str() : nullptr); }
-
-    static void set_zone(const char *zone)
-    {
-        if (zone == nullptr)
-            unsetenv("TZ");
-        else
-            setenv("TZ", zone, 1);
-        tzset();
-    }
     // At this time of 2 January 2026 in universal time.
     std::string at(int hour, int minute, int second)
     {
@@ -229,7 +211,7 @@ class Uptime : public Appliance
     }
 
   private:
-    std::optional<std::string> zone_before_;
+    const TimeZone zone_{"UTC0"};
 };
 
 TEST_F(Uptime, CountsSecondsInTheFirstMinuteOfTheDay)
@@ -264,9 +246,9 @@ TEST_F(Uptime, StartsAgainAtMidnight)
 
 TEST_F(Uptime, IsTheLocalTimeOfTheProcess)
 {
-    set_zone("XST-5:30");
+    const TimeZone east("XST-5:30");
     EXPECT_EQ(at(18, 30, 0), "0 secs");
-    set_zone("YST3");
+    const TimeZone west("YST3");
     EXPECT_EQ(at(18, 30, 0), "15 hours, 30 mins, 0 secs");
 }
 

@@ -14,7 +14,6 @@
 namespace plexor::tests
 {
 
-using Calls = std::vector<std::string>;
 using Bytes = std::vector<std::uint8_t>;
 using Text = std::optional<std::string>; // or the null pointer
 using Texts = std::vector<Text>;

@@ -13,8 +13,6 @@ namespace plexor::tests
 namespace
 {
 
-using Calls = std::vector<std::string>;
-
 // --- the switch notification ---
 
 class Notification : public Appliance

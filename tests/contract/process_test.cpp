@@ -18,8 +18,6 @@ namespace plexor::tests
 namespace
 {
 
-using Calls = std::vector<std::string>;
-
 const int watchdog_count_at_start = pingmgr_count;
 
 std::string pid_path(const std::string &name)

@@ -11,8 +11,6 @@ namespace plexor::tests
 namespace
 {
 
-using Calls = std::vector<std::string>;
-
 // --- ticks ---
 
 class Ticks : public Appliance

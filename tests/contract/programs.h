@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Programs that the tests make and run: under a path of their choice, or as listers of what they are given.
+// Programs that the tests make and run: under a path of their choice, or as recorders of what they are given.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -49,11 +49,21 @@ class RunningProgram
     bool running_{true};
 };
 
+// What was written down of arguments, each ended by a zero.
+inline std::vector<std::string> arguments_in(const std::string &path)
+{
+    std::istringstream list(text_of(path));
+    std::vector<std::string> arguments;
+    for (std::string argument; std::getline(list, argument, '\0');)
+        arguments.push_back(argument);
+    return arguments;
+}
+
 // A program of this name that the shell finds first. It runs the script, after writing its arguments down.
-class Lister
+class RecordingProgram
 {
   public:
-    Lister(const std::string &name, const std::string &script) : path_before_(std::getenv("PATH"))
+    RecordingProgram(const std::string &name, const std::string &script) : path_before_(std::getenv("PATH"))
     {
         std::filesystem::create_directories(folder);
         write_file(folder + "/" + name,
@@ -61,23 +71,16 @@ class Lister
         std::filesystem::permissions(folder + "/" + name, std::filesystem::perms::owner_all);
         setenv("PATH", (folder + ":" + path_before_).c_str(), 1);
     }
-    Lister(const Lister &) = delete;
-    Lister &operator=(const Lister &) = delete;
-    ~Lister()
+    RecordingProgram(const RecordingProgram &) = delete;
+    RecordingProgram &operator=(const RecordingProgram &) = delete;
+    ~RecordingProgram()
     {
         setenv("PATH", path_before_.c_str(), 1);
         std::filesystem::remove_all(folder);
     }
 
     // Of its last run.
-    std::vector<std::string> arguments() const
-    {
-        std::istringstream list(text_of(folder + "/arguments"));
-        std::vector<std::string> arguments;
-        for (std::string argument; std::getline(list, argument, '\0');)
-            arguments.push_back(argument);
-        return arguments;
-    }
+    std::vector<std::string> arguments() const { return arguments_in(folder + "/arguments"); }
 
   private:
     inline static const std::string folder = "/tmp/plexor-programs";
@@ -105,6 +108,7 @@ inline const std::vector<std::string> hostile_texts{"a\"b",
                                                     "it's",
                                                     "a\\b",
                                                     "a\\",
+                                                    "\\\"",
                                                     "a b  c",
                                                     "a\tb",
                                                     "$HOME",

@@ -16,8 +16,6 @@ namespace plexor::tests
 namespace
 {
 
-using Calls = std::vector<std::string>;
-
 class Sense : public Appliance
 {
   protected:

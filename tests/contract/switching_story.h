@@ -7,12 +7,11 @@
 #include <plexor/switching.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "tests/contract/files.h"
 #include "tests/contract/relay_story.h"
 
 namespace plexor::tests
@@ -49,11 +48,7 @@ class SwitchingStory : public RelayStory
 
     static constexpr const char *journal = "/tmp/iomail.txt";
     static void remove_journal() { std::filesystem::remove_all(journal); }
-    static std::string journal_text()
-    {
-        std::ifstream file(journal, std::ios::binary);
-        return {std::istreambuf_iterator(file), {}};
-    }
+    static std::string journal_text() { return text_of(journal); }
 
     // The steps that a switch was seen to take, each at its first sign.
     Calls steps() const

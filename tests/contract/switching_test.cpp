@@ -185,6 +185,18 @@ class SwitchingOption : public SwitchingStory
         return takes("mail", "email_alarm_PX", list, outlet);
     }
 
+    // A list that marks one outlet is taken for that one and for no other.
+    static void
+    expect_of_its_own_outlet_alone(const std::function<bool(const std::string &, unsigned)> &is_taken)
+    {
+        for (unsigned outlet = 0; outlet < 8; ++outlet) {
+            std::string list = "0;0;0;0;0;0;0;0";
+            list[2 * outlet] = '1';
+            for (unsigned switched = 0; switched < 8; ++switched)
+                EXPECT_EQ(is_taken(list, switched), switched == outlet) << list;
+        }
+    }
+
   private:
     bool takes(const char *step, const char *key, const std::string &list, unsigned outlet)
     {
@@ -208,12 +220,7 @@ TEST_F(SwitchingOption, OfOneAloneBeeps)
 
 TEST_F(SwitchingOption, BeepsForItsOwnOutlet)
 {
-    for (unsigned outlet = 0; outlet < 8; ++outlet) {
-        std::string list = "0;0;0;0;0;0;0;0";
-        list[2 * outlet] = '1';
-        for (unsigned switched = 0; switched < 8; ++switched)
-            EXPECT_EQ(beeps(list, switched), switched == outlet) << list;
-    }
+    expect_of_its_own_outlet_alone([this](const auto &list, unsigned outlet) { return beeps(list, outlet); });
 }
 
 TEST_F(SwitchingOption, BeepsWhicheverWayTheOutletGoes)
@@ -244,12 +251,7 @@ TEST_F(SwitchingOption, OfAnythingButZeroMails)
 
 TEST_F(SwitchingOption, MailsForItsOwnOutlet)
 {
-    for (unsigned outlet = 0; outlet < 8; ++outlet) {
-        std::string list = "0;0;0;0;0;0;0;0";
-        list[2 * outlet] = '1';
-        for (unsigned switched = 0; switched < 8; ++switched)
-            EXPECT_EQ(mails(list, switched), switched == outlet) << list;
-    }
+    expect_of_its_own_outlet_alone([this](const auto &list, unsigned outlet) { return mails(list, outlet); });
 }
 
 TEST_F(SwitchingOption, IsNotKeptFromOneSwitchToTheNext)

@@ -86,7 +86,7 @@ TEST_F(SwitchingWithTrouble, WithoutTrapsTakesAllOtherSteps)
     expect_entry();
 }
 
-TEST_F(SwitchingWithTrouble, WithAnotherFolderAsJournalTakesAllSteps)
+TEST_F(SwitchingWithTrouble, WithAFolderAsJournalTakesAllSteps)
 {
     start_with_all(true);
     std::filesystem::create_directory(journal);

@@ -90,7 +90,6 @@ class MailTest(ApplianceTest):
     def test_quotes_in_name_and_password_reach_the_server(self):
         self.assertEqual(self.send(user='a"b', password='"c"').login, ['a"b', '"c"'])
         self.assertEqual(self.send(user="a'b", password="$(c) `d`;e").login, ["a'b", "$(c) `d`;e"])
-
         self.assertEqual(self.send(user="'\"'", password="'\"").login, ["'\"'", "'\""])
 
     def test_backslashes_in_name_and_password_reach_the_server(self):
@@ -111,7 +110,7 @@ class MailTest(ApplianceTest):
         self.assertFalse(OWNED.exists())
         self.assertEqual(self.server.count(), 0)
 
-    def test_the_trap_for_settings_does_work(self):
+    def test_a_settings_file_could_run_a_command(self):
         settings = pathlib.Path("/tmp/.esmtprc")
         settings.write_text('hostname = 127.0.0.1:25\npreconnect "touch /tmp/owned"\n')
         settings.chmod(0o600)
