@@ -24,7 +24,7 @@ namespace
 using namespace plexor::board;
 using nlohmann::json;
 
-constexpr const char *keys_to_set = R"(Keys and values:
+constexpr const char *keys_to_set = R"(Keys and values; N and raw values are decimal, or hexadecimal after 0x:
   line.N               high or low: what the outside gives to GPIO line 0 to 95
   di.N                 active or idle: digital input 1 to 4
   controller.N         0 to 255: register 0 to 1023 of the board controller

@@ -34,9 +34,16 @@ std::optional<int> number_in(std::string_view text, int base, int largest)
     return number;
 }
 
-int index_in(std::string_view name, std::string_view text, int largest, int smallest = 0)
+// Decimal, or hexadecimal after 0x.
+std::optional<int> number_in(std::string_view text, int largest)
 {
-    const auto index = number_in(text, 10, largest);
+    const bool hex = text.starts_with("0x");
+    return number_in(text.substr(hex ? 2 : 0), hex ? 16 : 10, largest);
+}
+
+int index_in(std::string_view name, std::string_view text, int smallest, int largest)
+{
+    const auto index = number_in(text, largest);
     if (!index || *index < smallest)
         throw Refusal(std::string(name) + ".N needs N of " + std::to_string(smallest) + " to " +
                       std::to_string(largest));
@@ -45,8 +52,7 @@ int index_in(std::string_view name, std::string_view text, int largest, int smal
 
 std::uint8_t byte_in(std::string_view name, std::string_view text)
 {
-    const bool hex = text.starts_with("0x");
-    if (const auto byte = number_in(text.substr(hex ? 2 : 0), hex ? 16 : 10, 255))
+    if (const auto byte = number_in(text, 255))
         return static_cast<std::uint8_t>(*byte);
     throw Refusal(std::string(name) + " takes 0 to 255, or 0x00 to 0xff");
 }
@@ -108,42 +114,42 @@ std::string for_outlets(const Board &board, Word word)
 
 std::string get_line(const Appliance &appliance, std::string_view index)
 {
-    const int line = index_in("line", index, 95);
+    const int line = index_in("line", index, 0, 95);
     return (appliance.board.gpio_levels(line / 32) >> (line % 32) & 1) != 0 ? "high" : "low";
 }
 
 void set_line(Appliance &appliance, std::string_view index, std::string_view value)
 {
-    const int line = index_in("line", index, 95);
+    const int line = index_in("line", index, 0, 95);
     appliance.board.set_input(line, is_first("line.N", value, "high", "low"));
 }
 
 std::string get_controller(const Appliance &appliance, std::string_view index)
 {
     return std::to_string(
-        appliance.board.controller(index_in("controller", index, controller_registers - 1)));
+        appliance.board.controller(index_in("controller", index, 0, controller_registers - 1)));
 }
 
 void set_controller(Appliance &appliance, std::string_view index, std::string_view value)
 {
-    const int reg = index_in("controller", index, controller_registers - 1);
+    const int reg = index_in("controller", index, 0, controller_registers - 1);
     appliance.board.set_controller(reg, byte_in("controller.N", value));
 }
 
 std::string get_io_controller(const Appliance &appliance, std::string_view index)
 {
-    return std::to_string(appliance.board.io_register(index_in("iocontroller", index, 255)));
+    return std::to_string(appliance.board.io_register(index_in("iocontroller", index, 0, 255)));
 }
 
 void set_io_controller(Appliance &appliance, std::string_view index, std::string_view value)
 {
-    const int reg = index_in("iocontroller", index, 255);
+    const int reg = index_in("iocontroller", index, 0, 255);
     appliance.board.set_io_register(reg, byte_in("iocontroller.N", value));
 }
 
 int digital_line(std::string_view name, std::string_view index)
 {
-    return index_in(name, index, digital_lines, 1) - 1;
+    return index_in(name, index, 1, digital_lines) - 1;
 }
 
 std::string get_input(const Appliance &appliance, std::string_view index)
@@ -183,7 +189,7 @@ void set_raw(Appliance &appliance, std::string_view, std::string_view value)
 
 std::size_t current_channel(std::string_view index)
 {
-    return static_cast<std::size_t>(index_in("current", index, 8, 1) - 1);
+    return static_cast<std::size_t>(index_in("current", index, 1, 8) - 1);
 }
 
 std::string get_current(const Appliance &appliance, std::string_view index)

@@ -179,6 +179,22 @@ TEST_F(BoardCommands, ControllerRegistersTakeDecimalAndHexadecimalBytes)
     EXPECT_EQ(get("controller.1024"), refused("controller.N needs N of 0 to 1023"));
 }
 
+TEST_F(BoardCommands, RegistersAreNamedInDecimalOrHexadecimal)
+{
+    for (const char *name : {"controller", "iocontroller"}) {
+        const std::string key(name);
+        EXPECT_EQ(set(key + ".0x10", "7"), done());
+        EXPECT_EQ(get(key + ".16"), value("7"));
+        set(key + ".17", "8");
+        EXPECT_EQ(get(key + ".0x11"), value("8"));
+    }
+    for (const char *wrong : {"0x", "0x100", "0x-1", "1x0", "10h"})
+        EXPECT_EQ(get("iocontroller." + std::string(wrong)), refused("iocontroller.N needs N of 0 to 255"))
+            << wrong;
+    EXPECT_EQ(get("controller.0x3ff"), value("0"));
+    EXPECT_EQ(get("controller.0x400"), refused("controller.N needs N of 0 to 1023"));
+}
+
 TEST_F(BoardCommands, ScanAnswersComeOneByOneAndTheLastStays)
 {
     board::Request scan;

@@ -104,19 +104,35 @@ wrong_settings_are_told_in_one_line() {
         usage "'$word' is no output; accepted: 1 to 4" io set "$word" level 1
     done
     usage "'dim' is no way to set an output; accepted: level, pulse, frequency, pwm, mode" io set 1 dim 1
-    usage 'these are no values for level; accepted: level 0 or 1' io set 1 level 2
-    usage 'these are no values for level; *' io set 1 level 1 1
-    usage 'these are no values for pulse; accepted: pulse COUNT, 0 to 999999' io set 1 pulse 1000000
-    usage 'these are no values for frequency; accepted: frequency HZ, 0 to 65535' io set 2 frequency 65536
-    usage 'a frequency of 65535 would be PWM on output 1; accepted: 0 to 65534' io set 1 frequency 65535
-    usage 'these are no values for pwm; accepted: pwm FREQUENCY WIDTH, 0 to 10 and 0 to 255' io set 1 pwm 5
-    usage 'these are no values for pwm; *' io set 1 pwm 11 5
-    usage 'these are no values for pwm; *' io set 1 pwm 5 256
-    usage 'output 2 has no PWM; accepted: output 1' io set 2 pwm 5 5
-    for word in 0 4 11 15; do
-        usage 'these are no values for mode; accepted: mode 10, 12, 13 or 14' io set 1 mode "$word"
+    usage "'2' is no value for level; accepted: level 0 or 1" io set 1 level 2
+    usage "'1000000' is no value for pulse; accepted: pulse COUNT, 0 to 999999" io set 1 pulse 1000000
+    usage "'x' is no value for frequency; accepted: frequency HZ, 0 to 65535" io set 2 frequency x
+    usage "'65536' is no value for frequency; accepted: frequency HZ, 0 to 65535" io set 4 frequency 65536
+    usage "'11' is no value for pwm; accepted: pwm FREQUENCY WIDTH, 0 to 10 and 0 to 255" io set 1 pwm 11 5
+    usage "'256' is no value for pwm; *" io set 1 pwm 5 256
+    for word in 2 4; do
+        usage "output $word has no pwm; accepted: output 1" io set "$word" pwm 5 5
     done
+    for word in 0 4 11 15; do
+        usage "'$word' is no value for mode; accepted: mode 10, 12, 13 or 14" io set 1 mode "$word"
+    done
+}
+
+a_wrong_number_of_values_is_told() {
+    usage '1 value given for pwm; accepted: pwm FREQUENCY WIDTH, 0 to 10 and 0 to 255' io set 1 pwm 5
+    usage '2 values given for level; accepted: level 0 or 1' io set 1 level 1 1
     usage '2 arguments given; accepted: plexorctl io set N MODE VALUE...' io set 1 level
+}
+
+the_highest_frequency_is_told_for_the_output_asked_for() {
+    usage '2 values given for frequency; accepted: frequency HZ, 0 to 65534 on output 1' io set 1 frequency 65534 9
+    usage "'65535' is no value for frequency; accepted: frequency HZ, 0 to 65534 on output 1" io set 1 frequency 65535
+    usage '2 values given for frequency; accepted: frequency HZ, 0 to 65535' io set 2 frequency 65535 9
+}
+
+no_value_is_negative() {
+    usage "'-1' is no option, and no value is negative; put -- before *" io set 1 level -1
+    usage "'-1' is no value for level; accepted: level 0 or 1" io set 1 level -- -1
 }
 
 an_output_at_its_limits_is_set() {
@@ -176,7 +192,8 @@ terminals_beyond_the_model_are_marked() {
 begin "$@"
 on_a 00C318 ordinary inputs_are_shown the_dry_contact_is_called_as_in_the_journal outputs_are_set_in_every_mode \
     settings_are_told_as_json both_modes_of_an_output_are_shown what_the_controller_says_is_shown_byte_by_byte \
-    a_level_can_be_set_past_the_mode wrong_settings_are_told_in_one_line an_output_at_its_limits_is_set \
+    a_level_can_be_set_past_the_mode wrong_settings_are_told_in_one_line a_wrong_number_of_values_is_told \
+    the_highest_frequency_is_told_for_the_output_asked_for no_value_is_negative an_output_at_its_limits_is_set \
     a_controller_that_does_not_follow_is_told a_silent_controller_is_told_before_anything_is_recorded \
     a_missing_device_is_told terminals_beyond_the_model_are_marked
 on_a 00C302 latching a_model_without_terminals_is_set_and_marked

@@ -42,6 +42,8 @@ mail_needs_its_settings() {
     mail_client
     fails 'no mail server: the parameter email_smtp is not set' mail test
     board_param email_smtp mail.example
+    fails 'no sender: the parameter email_from is not set' mail test
+    board_param email_from switch@example
     fails 'no recipients: the parameters email_to and email_to_PX are not set' mail test
     [[ ! -e $scratch/mail ]] || wrong 'no mail is sent without settings'
 }
@@ -54,6 +56,28 @@ the_stored_settings_are_tested() {
     json '. == {to: "a@example;b@example", subject: "hello", handed_to: "client", picture: false}' \
         mail test --subject hello --body words
     holds "*Subject: =?UTF-8?B?$(printf hello | base64)?=*$(printf words | base64)*" "$scratch/mail"
+}
+
+stored_recipients() { # BYTES BYTES of email_to and email_to_PX
+    board_param email_to "$(printf "%$1s" '' | tr ' ' x)"
+    board_param email_to_PX "$(printf "%$2s" '' | tr ' ' y)"
+}
+
+more_recipients_than_a_mail_takes_are_told() {
+    local lengths
+    stored_recipients 63 63
+    prints 'Handed to the mail client for *' plexorctl mail test
+    holds "$(printf 'x%.0s' {1..63}) $(printf 'y%.0s' {1..63}) -f *" "$scratch/arguments"
+    rm "$scratch/arguments"
+    for lengths in '64 63' '128 0' '0 127'; do
+        # shellcheck disable=SC2086 # two numbers
+        stored_recipients $lengths
+        fails 'too many recipients: * email_to and email_to_PX make a list of 128 bytes, and a mail takes 127' mail test
+        fails 'too many recipients: *' mail test --snapshot
+    done
+    [[ ! -e $scratch/arguments ]] || wrong 'no mail goes to some of the recipients'
+    prints 'Handed to the mail client for c@example; *' plexorctl mail test --to c@example
+    mail_settings
 }
 
 recipients_can_be_given() {
@@ -124,7 +148,7 @@ traps_that_are_off_are_told() {
     fails 'no trap was sent: the parameter snmp_trap_dest_host is not set' trap test
     board_param snmp_trap_dest_host manager.example
     board_param snmp_trap_dest_type 9
-    fails 'no trap was sent: the parameter snmp_trap_dest_type is 9, *' trap test
+    fails 'no trap was sent: the parameter snmp_trap_dest_type is 9, which is for none' trap test
     board_param snmp_trap_dest_type 2
 }
 
@@ -199,7 +223,7 @@ what_is_not_understood_is_shown_as_it_is() {
 a_journal_that_is_no_file_is_told() {
     rm -f "$journal"
     ln -s /etc/passwd "$journal"
-    fails "the journal $journal cannot be read: Too many levels of symbolic links" journal show
+    fails "the journal $journal cannot be read: it is a symbolic link" journal show
     rm "$journal"
     mkfifo "$journal"
     fails "the journal $journal cannot be read: it is no file" journal show
@@ -229,7 +253,8 @@ booted() {
 }
 
 begin "$@"
-on_a 00C302 latching booted mail_needs_its_settings the_stored_settings_are_tested recipients_can_be_given \
+on_a 00C302 latching booted mail_needs_its_settings the_stored_settings_are_tested \
+    more_recipients_than_a_mail_takes_are_told recipients_can_be_given \
     the_latest_picture_can_be_attached a_mail_that_cannot_be_handed_over_is_told \
     the_camera_mails_where_the_settings_ask_for_a_picture wrong_words_of_a_mail_are_told \
     an_empty_journal_is_no_failure switching_is_entered_with_its_source entries_tell_of_the_board \

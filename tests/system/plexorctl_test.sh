@@ -29,8 +29,34 @@ help_at_each_level() {
     usage "unknown command 'foo'; accepted: info, outlet, *" foo --help
 }
 
+help_tells_once_which_commands_take_an_option() {
+    prints '*--watch *interrupted (sensor)*--source *journal (outlet on, outlet off)*--body *mail (mail test)*' \
+        plexorctl --help
+    run plexorctl --help mail test
+    [[ $out == *'recipients, not the stored ones'* && $out != *'(mail test'* ]] || wrong 'the help of a command is short'
+}
+
+help_tells_how_outlets_and_numbers_are_written_where_there_are_any() {
+    local path numbers=$'\n\nNumbers are decimal, or hexadecimal after 0x.\n\noptions:'
+    local outlets=$'\n\nOutlets are numbered 1 to 8. Numbers are decimal, or hexadecimal after 0x.\n\noptions:'
+    for path in 'outlet on' 'outlet all' 'led outlet'; do
+        # shellcheck disable=SC2086 # words of the command
+        prints "*$outlets*" plexorctl $path --help
+    done
+    for path in beep 'gpio dir' 'i2c read' 'io set'; do
+        # shellcheck disable=SC2086
+        prints "*$numbers*" plexorctl $path --help
+    done
+    for path in info 'led wifi' 'mail test' 'trap test' 'param set'; do
+        # shellcheck disable=SC2086
+        run plexorctl $path --help
+        [[ $out != *numbered* && $out != *Numbers* && $out == *$'.\n\noptions:'* ]] || wrong "$path has no numbers"
+    done
+}
+
 wrong_words_are_told_in_one_line() {
-    usage 'a command is missing; accepted: info, outlet, led, beep, gpio, i2c, sensor, io, mail, trap, journal, param'
+    usage 'a command is missing; accepted: info, outlet, led, *, journal, param; see plexorctl --help'
+    usage "unknown command 'help'; accepted: info, outlet, *, param; see plexorctl --help" help
     usage "unknown command 'foo'; accepted: info, *" foo
     usage 'outlet needs another word; accepted: list, on, off, all, set, default' outlet
     usage "unknown command 'outlet foo'; accepted after outlet: list, *" outlet foo
@@ -49,6 +75,7 @@ wrong_words_are_told_in_one_line() {
     usage '--source does not go with this command; accepted with: outlet on, outlet off' outlet all on -s web
     usage '--to does not go with this command; accepted with: mail test' trap test --to a@b
     usage "'--json=1' is no option; accepted: --json, *" --json=1 info
+    usage "'-5' is no option, and no value is negative; put -- before *" param set Login -5
     usage "'1?2' is no outlet; accepted: 1 to 8" outlet on $'1\n2'
     refused 2 'plexord: usage: *' plexord
     refused 2 'plexord: usage: *' plexord --foo
@@ -291,10 +318,8 @@ four_ordinary_outlets() {
     json '.relays == "ordinary" and .outlets == 4' info
     prints 'Outlet 4  on' plexorctl outlet on 4
     contacts off off off on
-    usage 'no such outlet: this board has outlets 1 to 4' outlet on 5
-    usage 'no such outlet: this board has outlets 1 to 4' outlet all 0x10
-    usage 'no such outlet: this board has outlets 1 to 4' outlet set 1=on,5=on
-    usage 'no such outlet: this board has outlets 1 to 4' led outlet 5 on
+    outlets_beyond_the_board
+    contacts off off off on
     prints "$(outlets on on on on)" plexorctl outlet all on
     contacts on on on on
     prints 'Outlet 2  off' plexorctl outlet set 2=off
@@ -314,13 +339,27 @@ four_ordinary_outlets() {
     prints $'Outlet 1     0.00 A\n*Outlet 4     0.00 A\nVoltage      0 V' plexorctl sensor
 }
 
+outlets_beyond_the_board() { # of four outlets
+    local number
+    for number in 5 9; do
+        usage "'$number' is no outlet; accepted: 1 to 4" outlet on 1 "$number"
+        usage "'$number' is no outlet; accepted: 1 to 4" led outlet "$number" on
+        usage "'1=on,$number=on' is no list of outlets; accepted: *, each of the outlets 1 to 4 once" \
+            outlet set "1=on,$number=on"
+    done
+    for number in 0x10 0x100; do
+        usage "'$number' is no mask; accepted: 0 to 0x0F, on, off" outlet all "$number"
+        usage "'$number' is no mask; accepted: 0 to 0x0F" led all "$number"
+    done
+}
+
 two_outlets() {
     prints 'plexord: VOLTARA 7309: 2 outlets, latching relays, restored: off off' plexord --boot
     prints $'Outlet 1  on\nOutlet 2  on' plexorctl outlet all 3
     contacts on on
     prints 'Outlet 1  off' plexorctl outlet off 1
     contacts off on
-    usage 'no such outlet: this board has outlets 1 to 2' outlet on 3
+    usage "'3' is no outlet; accepted: 1 to 2" outlet on 3
     prints 'led2 off' plexorctl led outlet 2 off
     leds on off
     board_param sAmp_PX '7;3;0;0'
@@ -377,7 +416,9 @@ needs_the_c_library_alone() {
 
 begin "$@"
 needs_the_c_library_alone
-on_a 00C302 latching eight_latching_outlets help_at_each_level wrong_words_are_told_in_one_line \
+on_a 00C302 latching eight_latching_outlets help_at_each_level \
+    help_tells_once_which_commands_take_an_option \
+    help_tells_how_outlets_and_numbers_are_written_where_there_are_any wrong_words_are_told_in_one_line \
     wrong_values_are_told_in_one_line results_that_cannot_be_written_are_a_failure \
     the_library_is_heard_on_request_only parameters_are_kept \
     json_escapes_what_a_parameter_holds

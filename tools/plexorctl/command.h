@@ -25,6 +25,9 @@ struct Context {
     char *body;
 };
 
+// What a command's arguments hold, for which help has a sentence.
+enum class Numbers { none, plain, outlets };
+
 struct Command {
     const char *group;
     const char *name;      // "" when the group is the whole command
@@ -34,6 +37,7 @@ struct Command {
     const char *summary;
     const char *details; // further lines of help, or ""
     int (*run)(const Context &context);
+    Numbers numbers = Numbers::none;
     const char *options = ""; // letters of those that it takes beside the general ones
 };
 
@@ -46,7 +50,9 @@ struct Option {
 };
 
 std::span<const Command> commands();
-std::span<const Option> options();
+
+constexpr std::size_t option_count = 11; // the table does not compile with another one
+std::span<const Option, option_count> options();
 
 // commands_info.cpp
 int info(const Context &context);

@@ -11,67 +11,71 @@ static_assert(most_bytes_read == 64 && most_bytes_written == 132, "the summaries
 constexpr Option all_options[] = {
     {"json", 'j', "", true, "print the result as one line of JSON"},
     {"verbose", 'v', "", true, "show on standard error what the library prints"},
-    {"watch", 'w', "", false, "show it again every second until interrupted (sensor only)"},
-    {"source", 's', "LABEL", false, "who switches, for log and journal (outlet on and off; else plexorctl)"},
-    {"direct", 'd', "", false, "set the level past the mode register (io set N level only)"},
-    {"to", 't', "ADDRESSES", false, "recipients, not the stored ones (mail test only)"},
-    {"subject", 'S', "TEXT", false, "subject of the mail (mail test only)"},
-    {"body", 'b', "TEXT", false, "text of the mail (mail test only)"},
-    {"snapshot", 'p', "", false, "attach the camera's latest picture (mail test only)"},
+    {"watch", 'w', "", false, "show it again every second until interrupted"},
+    {"source", 's', "LABEL", false, "who switches, for log and journal"},
+    {"direct", 'd', "", false, "set a level past the mode register"},
+    {"to", 't', "ADDRESSES", false, "recipients, not the stored ones"},
+    {"subject", 'S', "TEXT", false, "subject of the mail"},
+    {"body", 'b', "TEXT", false, "text of the mail"},
+    {"snapshot", 'p', "", false, "attach the camera's latest picture"},
     {"help", 'h', "", true, "explain plexorctl or the command given (as JSON: the command table)"},
     {"version", 'V', "", true, "print the version"},
 };
 
 constexpr const char *switching_details =
-    "Several outlets are switched one after the other, the lowest first. LABEL has 1 to 64 bytes.\n";
+    "Several outlets are switched one after the other, the lowest first. LABEL has 1 to 64\n"
+    "bytes; without --source it is plexorctl.\n";
 
 constexpr Command all_commands[] = {
     {"info", "", "", 0, 0, "tell which board this is", "", info},
 
     {"outlet", "list", "", 0, 0, "show the state of every outlet", "", outlet_list},
     {"outlet", "on", "N...", 1, 8, "switch outlets on, with the beep, trap and journal entry of each",
-     switching_details, outlet_on, "s"},
+     switching_details, outlet_on, Numbers::outlets, "s"},
     {"outlet", "off", "N...", 1, 8, "switch outlets off, with the beep, trap and journal entry of each",
-     switching_details, outlet_off, "s"},
+     switching_details, outlet_off, Numbers::outlets, "s"},
     {"outlet", "all", "MASK|on|off", 1, 1, "switch every outlet at once",
-     "Bit 0 of MASK is outlet 1; a set bit means on, a clear one off.\n", outlet_all},
+     "Bit 0 of MASK is outlet 1; a set bit means on, a clear one off.\n", outlet_all, Numbers::outlets},
     {"outlet", "set", "N=on,M=off", 1, 1, "switch several outlets at once, leaving the others as they are",
      "A power loss brings back the states from before this command where the start-up\n"
      "state is \"last\".\n",
-     outlet_set},
+     outlet_set, Numbers::outlets},
     {"outlet", "default", "[STATE...]", 0, 8, "show the start-up states, or set them for good",
      "STATE is off, on, or last (as before the power loss; not on boards with GPIO-driven\n"
      "relays); one for each outlet, or one for all.\n",
      outlet_default},
 
-    {"led", "outlet", "N on|off", 2, 2, "light or darken the LED of outlet N", "", led_outlet},
+    {"led", "outlet", "N on|off", 2, 2, "light or darken the LED of outlet N", "", led_outlet,
+     Numbers::outlets},
     {"led", "all", "MASK", 1, 1, "set every outlet LED",
-     "Bit 0 of MASK is the LED of outlet 1; a set bit lights it.\n", led_all},
+     "Bit 0 of MASK is the LED of outlet 1; a set bit lights it.\n", led_all, Numbers::outlets},
     {"led", "wifi", "on|off", 1, 1, "set the Wi-Fi LED", "", led_wifi},
     {"led", "usb", "on|off", 1, 1, "set the USB LED", "", led_usb},
 
     {"beep", "", "N", 1, 1, "sound a beep pattern",
-     "N is 0 silence, 1 one short beep, 2 three short, 3 three long, 4 three chirps.\n", beep_pattern},
+     "N is 0 silence, 1 one short beep, 2 three short, 3 three long, 4 three chirps.\n", beep_pattern,
+     Numbers::plain},
 
     {"gpio", "read", "GROUP", 1, 1, "read the levels of a bank of 32 lines",
-     "GROUP is 0 for lines 0 to 31, 1 for 32 to 63, 2 for 64 to 95.\n", gpio_read},
+     "GROUP is 0 for lines 0 to 31, 1 for 32 to 63, 2 for 64 to 95.\n", gpio_read, Numbers::plain},
     {"gpio", "write", "GROUP WORD", 2, 2, "write the levels of a bank; lines that are outputs follow", "",
-     gpio_write},
-    {"gpio", "dir", "LINE in|out", 2, 2, "set the direction of a line, 0 to 95", "", gpio_direction},
+     gpio_write, Numbers::plain},
+    {"gpio", "dir", "LINE in|out", 2, 2, "set the direction of a line, 0 to 95", "", gpio_direction,
+     Numbers::plain},
 
     {"i2c", "read", "DEV REG LEN", 3, 3, "read 1 to 64 bytes of a device, past the cache",
      "DEV is the 8-bit bus address, 0xA0 for the board controller.\n"
      "It is read twice: bytes that the bus left as they were, both times, tell that no device\n"
      "answered.\n",
-     i2c_read},
+     i2c_read, Numbers::plain},
     {"i2c", "write", "DEV REG BYTE...", 3, 2 + most_bytes_written, "write 1 to 132 bytes to a device",
-     "DEV is the 8-bit bus address. Nothing tells whether the device answered.\n", i2c_write},
+     "DEV is the 8-bit bus address. Nothing tells whether the device answered.\n", i2c_write, Numbers::plain},
     {"i2c", "scan", "", 0, 0, "look for the LCD adapter", "", i2c_scan},
 
     {"sensor", "", "", 0, 0, "show current, temperature, voltage and humidity",
      "Temperature and humidity are shown where the board has a sensor for them. Raw readings\n"
      "that nobody has taken count as 0. With --watch they are shown every second.\n",
-     sensor, "w"},
+     sensor, Numbers::none, "w"},
 
     {"io", "show", "", 0, 0, "show digital inputs, dry contact and digital outputs",
      "Of an output both are shown, the mode that was recorded last and the one that the I/O\n"
@@ -83,13 +87,13 @@ constexpr Command all_commands[] = {
      "output 1 to 65534), pwm FREQUENCY WIDTH (0 to 10, 0 to 255; output 1 only), or mode 10,\n"
      "12, 13 or 14, which are the I/O controller's own business. An output that the model has no\n"
      "terminal for is set all the same, and marked.\n",
-     io_set, "d"},
+     io_set, Numbers::plain, "d"},
 
     {"mail", "test", "", 0, 0, "send a mail with the stored settings",
      "It is handed to the mail client, or to the camera's process where email_pic is 1 and neither\n"
      "--to nor --snapshot is given. Whether it arrives is not known here; --verbose shows what the\n"
-     "client says. Of ADDRESSES 1 to 127 bytes are taken, of a subject up to 98, of a text up to 6914.\n",
-     mail_test, "tSbp"},
+     "client says. Recipients, stored or given, are 1 to 127 bytes, a subject up to 98, a text up to 6914.\n",
+     mail_test, Numbers::none, "tSbp"},
 
     {"trap", "test", "[MESSAGE]", 0, 1, "send an SNMP trap with the stored settings",
      "It is a failure when the settings say that there are no traps.\n", trap_test},
@@ -117,7 +121,7 @@ std::span<const Command> commands()
     return all_commands;
 }
 
-std::span<const Option> options()
+std::span<const Option, option_count> options()
 {
     return all_options;
 }

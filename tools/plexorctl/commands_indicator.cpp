@@ -4,6 +4,7 @@
 
 #include "tools/plexorctl/command.h"
 #include "tools/plexorctl/json.h"
+#include "tools/plexorctl/outlet_words.h"
 #include "tools/plexorctl/parse.h"
 #include "tools/support/board.h"
 #include "tools/support/console.h"
@@ -103,18 +104,15 @@ int switch_led(const Context &context, const SingleLed &led)
 
 int led_outlet(const Context &context)
 {
-    const char *word = context.arguments[0];
-    const std::optional<unsigned> outlet = parse_number(word, 1, most_outlets);
-    if (!outlet)
-        return wrong_input("'%s' is no outlet; accepted: 1 to 8", word);
     const std::optional<bool> on = parse_switch(context.arguments[1]);
     if (!on)
         return wrong_input("'%s' is no LED state; accepted: on, off", context.arguments[1]);
     const std::optional<Board> board = board_with_outlet_leds();
     if (!board)
         return failed;
-    if (*outlet > board->outlets)
-        return wrong_input("no such outlet: this board has outlets 1 to %u", board->outlets);
+    const std::optional<unsigned> outlet = parse_outlet(context.arguments[0], *board);
+    if (!outlet)
+        return bad_input;
     if (!light_one(*board, *outlet - 1, *on))
         return failed;
     const char name[] = {'l', 'e', 'd', static_cast<char>('0' + *outlet), '\0'};
@@ -123,15 +121,12 @@ int led_outlet(const Context &context)
 
 int led_all(const Context &context)
 {
-    const char *word = context.arguments[0];
-    const std::optional<unsigned> mask = parse_number(word, 0, 0xFF);
-    if (!mask)
-        return wrong_input("'%s' is no mask; accepted: 0 to 0xFF", word);
     const std::optional<Board> board = board_with_outlet_leds();
     if (!board)
         return failed;
-    if (*mask > board->all_outlets())
-        return wrong_input("no such outlet: this board has outlets 1 to %u", board->outlets);
+    const std::optional<unsigned> mask = parse_mask(context.arguments[0], *board);
+    if (!mask)
+        return bad_input;
     if (board->has_led_expanders())
         QB73xxAllLED(*mask);
     else if (!light_lines(*board, *mask))

@@ -19,8 +19,6 @@ namespace
 constexpr unsigned lines = 4; // inputs, and outputs, that the library knows
 constexpr unsigned io_controller = 0x32;
 constexpr unsigned mode_registers = 0x50;
-constexpr unsigned pwm_output = 0;
-constexpr unsigned frequency_of_pwm = 0xFFFF; // on that output
 
 enum Mode : int { level_0, level_1, pulse, frequency, pwm };
 
@@ -210,31 +208,46 @@ struct Setting {
 constexpr int plain_level = -1;
 constexpr int further_mode = -2;
 
+constexpr unsigned output_1 = 1;
+constexpr unsigned other_outputs = 0b1110;
+constexpr unsigned all_outputs = 0b1111;
+
 // A way to set an output, as it is named on the command line.
 struct Way {
     const char *word;
     int mode;
+    unsigned outputs; // that can be set so, output 1 in bit 0
     unsigned value_count;
     unsigned highest[2];
     const char *accepted;
 };
 
 constexpr Way ways[] = {
-    {"level", plain_level, 1, {1, 0}, "level 0 or 1"},
-    {"pulse", pulse, 1, {999'999, 0}, "pulse COUNT, 0 to 999999"},
-    {"frequency", frequency, 1, {65'535, 0}, "frequency HZ, 0 to 65535"},
-    {"pwm", pwm, 2, {10, 255}, "pwm FREQUENCY WIDTH, 0 to 10 and 0 to 255"},
-    {"mode", further_mode, 1, {14, 0}, "mode 10, 12, 13 or 14"},
+    {"level", plain_level, all_outputs, 1, {1, 0}, "level 0 or 1"},
+    {"pulse", pulse, all_outputs, 1, {999'999, 0}, "pulse COUNT, 0 to 999999"},
+    // One more is PWM on output 1.
+    {"frequency", frequency, output_1, 1, {65'534, 0}, "frequency HZ, 0 to 65534 on output 1"},
+    {"frequency", frequency, other_outputs, 1, {65'535, 0}, "frequency HZ, 0 to 65535"},
+    {"pwm", pwm, output_1, 2, {10, 255}, "pwm FREQUENCY WIDTH, 0 to 10 and 0 to 255"},
+    {"mode", further_mode, all_outputs, 1, {14, 0}, "mode 10, 12, 13 or 14"},
 };
 
-const Way *find_way(std::string_view word)
+// Null after a line on standard error.
+const Way *find_way(std::string_view word, unsigned output)
 {
+    bool known = false;
     for (const Way &way : ways) {
-        if (word == way.word)
+        if (word != way.word)
+            continue;
+        if ((way.outputs >> output & 1U) != 0)
             return &way;
+        known = true;
     }
-    wrong_input("'%.80s' is no way to set an output; accepted: level, pulse, frequency, pwm, mode",
-                word.data());
+    if (known)
+        wrong_input("output %u has no %s; accepted: output 1", output + 1, word.data());
+    else
+        wrong_input("'%.80s' is no way to set an output; accepted: level, pulse, frequency, pwm, mode",
+                    word.data());
     return nullptr;
 }
 
@@ -243,30 +256,33 @@ bool is_further_mode(unsigned mode)
     return mode == 10 || (mode >= 12 && mode <= 14);
 }
 
-bool parse_values(std::span<char *const> words, const Way &way, Setting &setting)
+// Nothing after a line on standard error.
+std::optional<unsigned> parse_value(const char *word, const Way &way, unsigned highest)
 {
-    setting.value_count = way.value_count;
-    bool good = words.size() == way.value_count;
-    for (unsigned i = 0; good && i < way.value_count; ++i) {
-        const std::optional<unsigned> value = parse_number(words[i], 0, way.highest[i]);
-        good = value.has_value();
-        setting.values[i] = value.value_or(0);
-    }
-    setting.mode = way.mode < 0 ? static_cast<int>(setting.values[0]) : way.mode;
-    return good && (way.mode != further_mode || is_further_mode(setting.values[0]));
+    const std::optional<unsigned> value = parse_number(word, 0, highest);
+    if (value && (way.mode != further_mode || is_further_mode(*value)))
+        return value;
+    wrong_input("'%.80s' is no value for %s; accepted: %s", word, way.word, way.accepted);
+    return std::nullopt;
 }
 
-// What one output can and another cannot; a line on standard error when it cannot.
-bool suits_output(const Setting &setting)
+// False after a line on standard error.
+bool parse_values(std::span<char *const> words, const Way &way, Setting &setting)
 {
-    if (setting.mode == pwm && setting.output != pwm_output)
-        wrong_input("output %u has no PWM; accepted: output 1", setting.output + 1);
-    else if (setting.mode == frequency && setting.output == pwm_output &&
-             setting.values[0] == frequency_of_pwm)
-        wrong_input("a frequency of 65535 would be PWM on output 1; accepted: 0 to 65534");
-    else
-        return true;
-    return false;
+    if (words.size() != way.value_count) {
+        wrong_input("%zu value%s given for %s; accepted: %s", words.size(), words.size() == 1 ? "" : "s",
+                    way.word, way.accepted);
+        return false;
+    }
+    for (unsigned i = 0; i < way.value_count; ++i) {
+        const std::optional<unsigned> value = parse_value(words[i], way, way.highest[i]);
+        if (!value)
+            return false;
+        setting.values[i] = *value;
+    }
+    setting.value_count = way.value_count;
+    setting.mode = way.mode < 0 ? static_cast<int>(setting.values[0]) : way.mode;
+    return true;
 }
 
 std::optional<Setting> parse_setting(const Context &context)
@@ -274,22 +290,20 @@ std::optional<Setting> parse_setting(const Context &context)
     const std::span<char *const> words = context.arguments;
     const std::optional<unsigned> output = parse_number(words[0], 1, lines);
     if (!output) {
-        wrong_input("'%.80s' is no output; accepted: 1 to 4", words[0]);
+        wrong_input("'%.80s' is no output; accepted: 1 to %u", words[0], lines);
         return std::nullopt;
     }
-    const Way *way = find_way(words[1]);
+    const Way *way = find_way(words[1], *output - 1);
     if (way == nullptr)
         return std::nullopt;
     Setting setting{*output - 1, 0, 0, {}};
-    if (!parse_values(words.subspan(2), *way, setting)) {
-        wrong_input("these are no values for %s; accepted: %s", way->word, way->accepted);
+    if (!parse_values(words.subspan(2), *way, setting))
         return std::nullopt;
-    }
     if (context.direct && way->mode != plain_level) {
         wrong_input("--direct sets levels only; accepted: plexorctl --direct io set N level 0|1");
         return std::nullopt;
     }
-    return suits_output(setting) ? std::optional(setting) : std::nullopt;
+    return setting;
 }
 
 // The level registers, which a level set directly goes to, are not in what GetDOByIdx reads.

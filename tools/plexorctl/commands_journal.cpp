@@ -53,8 +53,10 @@ int unreadable(const char *why)
 int load(Contents &contents)
 {
     const Descriptor file(open(journal_path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!file && errno == ENOENT)
+        return done;
     if (!file)
-        return errno == ENOENT ? done : unreadable(std::strerror(errno));
+        return unreadable(errno == ELOOP ? "it is a symbolic link" : std::strerror(errno));
     struct stat status {
     };
     if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))

@@ -73,12 +73,34 @@ bool client_is_there()
     return std::system("command -v esmtp >/dev/null 2>&1") == 0;
 }
 
-int check_settings(const Mail &mail)
+// As the library joins the stored lists: the first may be empty.
+std::size_t length_of_stored_recipients(const MailSettings &stored)
+{
+    const std::size_t further = std::strlen(stored.further_to);
+    return std::strlen(stored.to) + (further != 0 ? 1 + further : 0);
+}
+
+int check_recipients(const Context &context, const Mail &mail)
+{
+    if (*mail.recipients == '\0')
+        return failure("no recipients: the parameters email_to and email_to_PX are not set");
+    const std::size_t length = length_of_stored_recipients(mail.settings);
+    if (context.to == nullptr && length > longest_recipients)
+        return failure(
+            "too many recipients: the parameters email_to and email_to_PX make a list of %zu bytes, "
+            "and a mail takes %zu",
+            length, longest_recipients);
+    return done;
+}
+
+int check_settings(const Context &context, const Mail &mail)
 {
     if (*mail.settings.server == '\0')
         return failure("no mail server: the parameter email_smtp is not set");
-    if (*mail.recipients == '\0')
-        return failure("no recipients: the parameters email_to and email_to_PX are not set");
+    if (*mail.settings.from == '\0')
+        return failure("no sender: the parameter email_from is not set");
+    if (const int status = check_recipients(context, mail); status != done)
+        return status;
     if (!mail.by_camera && !client_is_there())
         return failure("the mail client is missing: there is no program esmtp");
     return done;
@@ -142,7 +164,7 @@ int mail_test(const Context &context)
         return status;
     Mail mail{};
     compose(context, mail);
-    if (const int status = check_settings(mail); status != done)
+    if (const int status = check_settings(context, mail); status != done)
         return status;
     const bool has_picture = access("/tmp/uvcmail.jpg", R_OK) == 0;
     if (const int status = tell_result(mail, send(context, mail)); status != done)

@@ -10,6 +10,7 @@
 #include "support/descriptor.h"
 #include "tools/plexorctl/command.h"
 #include "tools/plexorctl/json.h"
+#include "tools/plexorctl/outlet_words.h"
 #include "tools/plexorctl/parse.h"
 #include "tools/support/board.h"
 #include "tools/support/console.h"
@@ -98,24 +99,19 @@ bool switch_together(const Wish &wish, States states)
     return SetPowerSimul(states.data()) == 1;
 }
 
-int no_such_outlet(const Board &board)
-{
-    return wrong_input("no such outlet: this board has outlets 1 to %u", board.outlets);
-}
-
 // The outlets named, or nothing after a line on standard error.
-std::optional<unsigned> parse_outlets(std::span<char *const> words)
+std::optional<unsigned> parse_outlets(std::span<char *const> words, const Board &board)
 {
     unsigned outlets = 0;
     for (const char *word : words) {
-        const std::optional<unsigned> outlet = parse_number(word, 1, most_outlets);
-        const unsigned bit = outlet ? 1U << (*outlet - 1) : 0;
+        const std::optional<unsigned> outlet = parse_outlet(word, board);
         if (!outlet)
-            wrong_input("'%s' is no outlet; accepted: 1 to 8", word);
-        else if ((outlets & bit) != 0)
-            wrong_input("outlet %u is named twice", *outlet);
-        if (!outlet || (outlets & bit) != 0)
             return std::nullopt;
+        const unsigned bit = 1U << (*outlet - 1);
+        if ((outlets & bit) != 0) {
+            wrong_input("outlet %u is named twice", *outlet);
+            return std::nullopt;
+        }
         outlets |= bit;
     }
     return outlets;
@@ -143,18 +139,16 @@ void switch_and_tell(const Wish &wish, const char *source)
 
 int switch_named(const Context &context, bool on)
 {
-    const std::optional<unsigned> outlets = parse_outlets(context.arguments);
-    if (!outlets)
-        return bad_input;
     const char *source = context.source != nullptr ? context.source : "plexorctl";
     if (!is_line(source, 1, longest_source))
-        return wrong_input("'%.80s' is no source; accepted: 1 to 64 bytes without control characters",
-                           source);
+        return wrong_input("'%.80s' is no source; accepted: 1 to %zu bytes without control characters",
+                           source, longest_source);
     const std::optional<Board> board = booted_board();
     if (!board)
         return failed;
-    if (*outlets > board->all_outlets())
-        return no_such_outlet(*board);
+    const std::optional<unsigned> outlets = parse_outlets(context.arguments, *board);
+    if (!outlets)
+        return bad_input;
     if (!relays_answer(*board))
         return failed;
     const Wish wish{*outlets, on ? *outlets : 0};
@@ -162,15 +156,23 @@ int switch_named(const Context &context, bool on)
     return confirm(context, *board, wish);
 }
 
+// The outlets that "on", "off" or a mask asks to be on.
+std::optional<unsigned> parse_pattern(const char *word, const Board &board)
+{
+    if (const std::optional<bool> all = parse_switch(word))
+        return *all ? board.all_outlets() : 0;
+    return parse_mask(word, board, ", on, off");
+}
+
 // Takes one "N=on" or "N=off".
-bool add_assignment(std::string_view text, Wish &wish)
+bool add_assignment(std::string_view text, const Board &board, Wish &wish)
 {
     const std::size_t equals = text.find('=');
     if (equals == std::string_view::npos)
         return false;
     const std::string_view number(text.data(), equals);
     text.remove_prefix(equals + 1);
-    const std::optional<unsigned> outlet = parse_number(number, 1, most_outlets);
+    const std::optional<unsigned> outlet = parse_number(number, 1, board.outlets);
     const std::optional<bool> on = parse_switch(text);
     if (!outlet || !on)
         return false;
@@ -182,13 +184,13 @@ bool add_assignment(std::string_view text, Wish &wish)
     return true;
 }
 
-std::optional<Wish> parse_assignments(std::string_view text)
+std::optional<Wish> parse_assignments(std::string_view text, const Board &board)
 {
     Wish wish{0, 0};
     for (;;) {
         const std::size_t comma = text.find(',');
         const bool last = comma == std::string_view::npos;
-        if (!add_assignment(std::string_view(text.data(), last ? text.size() : comma), wish))
+        if (!add_assignment(std::string_view(text.data(), last ? text.size() : comma), board, wish))
             return std::nullopt;
         if (last)
             return wish;
@@ -285,17 +287,13 @@ int outlet_off(const Context &context)
 
 int outlet_all(const Context &context)
 {
-    const char *word = context.arguments[0];
-    const std::optional<bool> all = parse_switch(word);
-    const std::optional<unsigned> mask = all ? (*all ? 0xFFU : 0U) : parse_number(word, 0, 0xFF);
-    if (!mask)
-        return wrong_input("'%s' is no mask; accepted: 0 to 0xFF, on, off", word);
     const std::optional<Board> board = booted_board();
     if (!board)
         return failed;
-    if (!all && *mask > board->all_outlets())
-        return no_such_outlet(*board);
-    const Wish wish{board->all_outlets(), *mask & board->all_outlets()};
+    const std::optional<unsigned> on = parse_pattern(context.arguments[0], *board);
+    if (!on)
+        return bad_input;
+    const Wish wish{board->all_outlets(), *on};
     // With GPIO-driven relays the library's all-outlet operations would move the first four only.
     const bool switched =
         board->has_gpio_relays() ? switch_by_index(wish) : ContorlSpiAllPower(wish.on, "plexorctl") == 0;
@@ -305,16 +303,17 @@ int outlet_all(const Context &context)
 int outlet_set(const Context &context)
 {
     const char *word = context.arguments[0];
-    const std::optional<Wish> wish = parse_assignments(word);
-    if (!wish)
-        return wrong_input("'%s' is no list of outlets; accepted: 1=on,2=off and so on, each outlet once",
-                           word);
     const std::optional<Board> board = booted_board();
-    States states{};
-    if (!board || !read_states(*board, states))
+    if (!board)
         return failed;
-    if (wish->touched > board->all_outlets())
-        return no_such_outlet(*board);
+    const std::optional<Wish> wish = parse_assignments(word, *board);
+    if (!wish)
+        return wrong_input(
+            "'%s' is no list of outlets; accepted: 1=on,2=off and so on, each of the outlets 1 to %u once",
+            word, board->outlets);
+    States states{};
+    if (!read_states(*board, states))
+        return failed;
     const bool switched = board->has_gpio_relays() ? switch_by_index(*wish) : switch_together(*wish, states);
     return switched ? confirm(context, *board, *wish) : relays_missing();
 }

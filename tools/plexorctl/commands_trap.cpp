@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <cstring>
 #include <sys/wait.h>
 
 #include <plexor/trap.h>
 
-#include "support/list.h"
+#include "notify/trap_settings.h"
 #include "tools/plexorctl/command.h"
 #include "tools/plexorctl/json.h"
 #include "tools/plexorctl/parse.h"
@@ -18,18 +17,16 @@ namespace
 constexpr int not_found = 127; // of the shell
 constexpr std::size_t longest_message = 255;
 
-bool traps_are_on()
+int check_settings(const TrapDestination &destination)
 {
-    char enabled[5] = {};
-    fetch("snmp_enable", enabled);
-    return std::strcmp(enabled, "1") == 0;
-}
-
-bool traps_go_nowhere()
-{
-    char type[64] = {};
-    fetch("snmp_trap_dest_type", type);
-    return std::atoi(type) == 9;
+    if (!traps_enabled())
+        return failure("traps are off: the parameter snmp_enable is not 1");
+    if (*destination.host == '\0')
+        return failure("no trap was sent: the parameter snmp_trap_dest_host is not set");
+    if (destination.is_nobody())
+        return failure("no trap was sent: the parameter snmp_trap_dest_type is %s, which is for none",
+                       destination.type);
+    return done;
 }
 
 int tell_failure(int status)
@@ -50,24 +47,20 @@ int trap_test(const Context &context)
     char stand_in[] = "plexorctl trap test";
     char *message = context.arguments.empty() ? stand_in : context.arguments[0];
     if (!is_line(message, 1, longest_message))
-        return wrong_input("'%.80s' is no message; accepted: 1 to 255 bytes without control characters",
-                           message);
-    if (!traps_are_on())
-        return failure("traps are off: the parameter snmp_enable is not 1");
-    char host[64] = {};
-    fetch("snmp_trap_dest_host", host);
-    if (*host == '\0')
-        return failure("no trap was sent: the parameter snmp_trap_dest_host is not set");
-    if (traps_go_nowhere())
-        return failure("no trap was sent: the parameter snmp_trap_dest_type is 9, which is for none");
+        return wrong_input("'%.80s' is no message; accepted: 1 to %zu bytes without control characters",
+                           message, longest_message);
+    TrapDestination destination;
+    fetch_trap_destination(destination);
+    if (const int status = check_settings(destination); status != done)
+        return status;
     if (const int status = SnmpSendTrap(message); status != 0)
         return tell_failure(status);
     if (!context.json) {
-        std::fprintf(results(), "Trap sent to %s: %s\n", host, message);
+        std::fprintf(results(), "Trap sent to %s: %s\n", destination.host, message);
         return done;
     }
     Json json(results());
-    json.text("host", host);
+    json.text("host", destination.host);
     json.text("message", message);
     return done;
 }

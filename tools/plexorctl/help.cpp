@@ -5,6 +5,7 @@
 
 #include "tools/plexorctl/command.h"
 #include "tools/plexorctl/json.h"
+#include "tools/plexorctl/names.h"
 #include "tools/support/console.h"
 
 namespace plexor::ctl
@@ -25,8 +26,8 @@ bool is_taken_by(const Option &option, const char *group, const char *name)
 
 void print_usage(const char *group, const char *name, const char *arguments)
 {
-    std::fprintf(results(), "usage: plexorctl [options] %s%s%s%s%s\n\n", group, *name != '\0' ? " " : "",
-                 name, *arguments != '\0' ? " " : "", arguments);
+    std::fprintf(results(), "usage: plexorctl [options] %s%s%s%s%s\n", group, *name != '\0' ? " " : "", name,
+                 *arguments != '\0' ? " " : "", arguments);
 }
 
 void print_row(const Command &command)
@@ -37,28 +38,40 @@ void print_row(const Command &command)
     std::fprintf(results(), "  %-26s  %s\n", path, command.summary);
 }
 
-void print_option(const Option &option)
+void print_option(const Option &option, const char *takers)
 {
     char name[32];
     std::snprintf(name, sizeof name, "%s%s%s", option.name, *option.value != '\0' ? " " : "", option.value);
-    std::fprintf(results(), "  -%c, --%-18s  %s\n", option.letter, name, option.summary);
+    const bool limited = *takers != '\0';
+    std::fprintf(results(), "  -%c, --%-18s  %s%s%s%s\n", option.letter, name, option.summary,
+                 limited ? " (" : "", takers, limited ? ")" : "");
 }
 
-// The general ones and those that a command of the group takes; all for a null group.
+// The general ones and those that a command of the group takes; for a null group all, with their takers.
 void print_options(const char *group, const char *name)
 {
     std::fputs("\noptions:\n", results());
     for (const Option &option : options()) {
-        if (group == nullptr || option.general || is_taken_by(option, group, name))
-            print_option(option);
+        if (group == nullptr)
+            print_option(option, takers_of(option).text);
+        else if (option.general || is_taken_by(option, group, name))
+            print_option(option, "");
     }
     std::fputs("\nExit status: 0 done, 1 failed, 2 wrong input; one line on standard error says why.\n",
                results());
 }
 
-void print_conventions()
+const char *conventions(Numbers numbers)
 {
-    std::fputs("Outlets are numbered 1 to 8. Numbers are decimal, or hexadecimal after 0x.\n", results());
+    switch (numbers) {
+    case Numbers::outlets:
+        return "\nOutlets are numbered 1 to 8. Numbers are decimal, or hexadecimal after 0x.\n";
+    case Numbers::plain:
+        return "\nNumbers are decimal, or hexadecimal after 0x.\n";
+    case Numbers::none:
+        break;
+    }
+    return "";
 }
 
 } // namespace
@@ -67,7 +80,7 @@ void help_on_everything()
 {
     std::fputs("plexorctl " PLEXOR_VERSION " - command line of a networked power switch\n\n", results());
     print_usage("COMMAND", "", "[arguments]");
-    print_conventions();
+    std::fputs(conventions(Numbers::outlets), results());
     const char *group = "";
     for (const Command &command : commands()) {
         if (std::strcmp(command.group, group) != 0)
@@ -81,6 +94,7 @@ void help_on_everything()
 void help_on_group(const char *group)
 {
     print_usage(group, "COMMAND", "[arguments]");
+    std::fputc('\n', results());
     for (const Command &command : commands()) {
         if (std::strcmp(command.group, group) == 0)
             print_row(command);
@@ -91,9 +105,8 @@ void help_on_group(const char *group)
 void help_on_command(const Command &command)
 {
     print_usage(command.group, command.name, command.arguments);
-    std::fprintf(results(), "%c%s.\n%s", command.summary[0] - 'a' + 'A', command.summary + 1,
-                 command.details);
-    print_conventions();
+    std::fprintf(results(), "\n%c%s.\n%s%s", command.summary[0] - 'a' + 'A', command.summary + 1,
+                 command.details, conventions(command.numbers));
     print_options(command.group, command.name);
 }
 

@@ -8,6 +8,7 @@
 
 #include "tools/plexorctl/command.h"
 #include "tools/plexorctl/help.h"
+#include "tools/plexorctl/names.h"
 #include "tools/support/console.h"
 
 namespace plexor::ctl
@@ -35,8 +36,8 @@ class Line
 
 // getopt_long's view of the option table.
 struct LongOptions {
-    option rows[16] = {};
-    char letters[32] = ":"; // which tells a missing value from an unknown option
+    option rows[option_count + 1] = {};
+    char letters[2 * option_count + 2] = ":"; // which tells a missing value from an unknown option
 
     LongOptions()
     {
@@ -49,18 +50,6 @@ struct LongOptions {
             if (takes_value)
                 *end++ = ':';
         }
-    }
-};
-
-// "info, outlet, led, ..." or the names within a group.
-struct Names {
-    char text[256] = {};
-
-    void add(const char *name, const char *more = "")
-    {
-        const std::size_t used = std::strlen(text);
-        std::snprintf(text + used, sizeof text - used, "%s%s%s%s", used != 0 ? ", " : "", name,
-                      *more != '\0' ? " " : "", more);
     }
 };
 
@@ -82,6 +71,10 @@ int refuse_option(const LongOptions &known, const char *word, bool lacks_value)
     const char short_name[] = {'-', static_cast<char>(optopt), '\0'};
     if (lacks_value)
         return wrong_input("'%s' needs a value", word);
+    if (optopt >= '0' && optopt <= '9')
+        return wrong_input(
+            "'%s' is no option, and no value is negative; put -- before a text that starts with a minus sign",
+            short_name);
     return wrong_input("'%s' is no option; accepted: %s", is_long ? word : short_name, option_names().text);
 }
 
@@ -137,7 +130,7 @@ const Command *find(const char *group, const char *name)
 const Command *take_command(std::span<char *> &words)
 {
     if (words.empty()) {
-        wrong_input("a command is missing; accepted: %s", group_names().text);
+        wrong_input("a command is missing; accepted: %s; see plexorctl --help", group_names().text);
         return nullptr;
     }
     const char *group = words[0];
@@ -147,7 +140,7 @@ const Command *take_command(std::span<char *> &words)
     }
     const Names names = names_in(group);
     if (names.text[0] == '\0') {
-        wrong_input("unknown command '%s'; accepted: %s", group, group_names().text);
+        wrong_input("unknown command '%s'; accepted: %s; see plexorctl --help", group, group_names().text);
         return nullptr;
     }
     if (words.size() == 1) {
@@ -166,17 +159,6 @@ int wrong_count(const Command &command, std::size_t given)
     return wrong_input("%zu argument%s given; accepted: plexorctl %s%s%s%s%s", given, given == 1 ? "" : "s",
                        command.group, *command.name != '\0' ? " " : "", command.name,
                        *command.arguments != '\0' ? " " : "", command.arguments);
-}
-
-// The commands that take an option, as in "outlet on, outlet off".
-Names takers_of(const Option &option)
-{
-    Names names;
-    for (const Command &command : commands()) {
-        if (std::strchr(command.options, option.letter) != nullptr)
-            names.add(command.group, command.name);
-    }
-    return names;
 }
 
 // done, or bad_input after a line on standard error.
