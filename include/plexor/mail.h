@@ -61,7 +61,7 @@ PLEXOR_API void KBase64EncodeFile(int fd, FILE *stream, int count);
  * @param attach    0 for no snapshot
  * @return length of the last piece of the message written: 2 without snapshot, otherwise that of the closing
  *         lines. 0 when the server is empty ("smtp server is null,skip.\n"), when the configuration cannot be
- *         written ("error can't write .esmtprc\n"), when there is no memory ("malloc 10240 byte failed\n"),
+ *         replaced ("error can't write .esmtprc\n"), when there is no memory ("malloc 10240 byte failed\n"),
  *         and when no process can be started for the client. (unsigned)-1 when the snapshot cannot be
  *         measured ("fseek SEEK_END error" or "fseek SEEK_SET error"): pipe and file stay open then. A mail
  *         that the client does not accept or cannot send is not noticed.
@@ -70,11 +70,12 @@ PLEXOR_API void KBase64EncodeFile(int fd, FILE *stream, int count);
  * 64 is announced although they are none; readers of these mails know them so.
  *
  * In this order, all messages on standard output: "/tmp/.esmtprc" is replaced by a new one, readable for its
- * owner only, of four lines, which are also printed, the password's with its value masked; the shell command "chmod
- * 0710 /tmp/.esmtprc\n"; the command "esmtp RECIPIENTS -f SENDER -v" is printed with a line feed and started;
- * the message is piped into it; the pipe is closed, which waits for the client; "smtp:KSendTextMail end.\n"
- * is printed. The message without snapshot has no closing boundary. With it, "/tmp/uvcmail.jpg" is sent with
- * 20 zero bytes after its end, or, where there is none, the text NoPicture in its place.
+ * owner only, of four lines, which are also printed, the password's with its value masked; the shell command
+ * "chmod 0710 /tmp/.esmtprc\n"; the command "esmtp RECIPIENTS -f SENDER -v" is printed with a line feed and
+ * started; the message is piped into it; the pipe is closed, which waits for the client;
+ * "smtp:KSendTextMail end.\n" is printed. The message without snapshot has no closing boundary. With it,
+ * "/tmp/uvcmail.jpg" is sent with 20 zero bytes after its end, or, where there is none, the text NoPicture in
+ * its place.
  *
  * Plain values stand in command and configuration as they are. In the command, a value with characters that
  * mean something to the shell is quoted, and a recipient that starts with "-" is put into angle brackets. In

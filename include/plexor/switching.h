@@ -7,8 +7,8 @@
  * Each switch reads two lists of eight fields, one an outlet: "beep_alarm_PX" (1 = beep) and
  * "email_alarm_PX" (not 0 = entry in the alert journal).
  *
- * There is no lock: see relay.h for what two processes at once may do to each other. What writes the journal is
- * not for two threads at once.
+ * There is no lock: see relay.h for what two processes at once may do to each other. What writes the journal
+ * is not for two threads at once.
  */
 #ifndef PLEXOR_SWITCHING_H
 #define PLEXOR_SWITCHING_H

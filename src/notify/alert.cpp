@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -158,11 +159,19 @@ void write_entry(FILE *journal, const Entry &entry)
     fputs("]\n\n", journal);
 }
 
-// The journal is taken as it is, or made, in one step, and an entry is put at its end by one write: what
-// other processes write meanwhile stays.
+// As it is, or made where there is none. Never emptied: another writer may have made it a moment ago. Not
+// made where there is one: kernels may refuse that for another user's file in /tmp.
+int open_journal()
+{
+    const int fd = open_for_writing(journal_path, 0);
+    return fd < 0 && errno == ENOENT ? open_for_writing(journal_path, O_CREAT) : fd;
+}
+
+// An entry goes to the journal's end by one write (by a few when its description is long): what other
+// processes write meanwhile stays.
 void append_to_journal(Entry &entry)
 {
-    Descriptor file(open_for_writing(journal_path, O_CREAT));
+    Descriptor file(open_journal());
     entry.time = time(nullptr);
     const auto stamp = static_cast<std::uint32_t>(entry.time);
     if (!file || pwrite(file.get(), &stamp, sizeof stamp, 0) != ssize_t{sizeof stamp})

@@ -11,6 +11,8 @@
 namespace plexor
 {
 
+inline constexpr std::size_t characters_per_line = 76; // of a mail
+
 inline constexpr char base64_alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 constexpr std::size_t base64_length(std::size_t bytes)

@@ -36,8 +36,8 @@ inline Stream stream_on(int fd, const char *mode)
     return stream;
 }
 
-// A stream into fd, which stays its owner's. A signal that comes while the other end is slow loses nothing, as it
-// would of a stream of fd itself.
+// A stream into fd, which stays its owner's. A signal that comes while the other end is slow loses nothing, as
+// it would of a stream of fd itself.
 inline Stream patient_stream(int &fd)
 {
     const auto write_all = [](void *cookie, const char *bytes, std::size_t size) -> ssize_t {

@@ -281,6 +281,14 @@ TEST_F(Journal, ThatCannotBeOpenedKeepsItsEntries)
     EXPECT_EQ(get("IOMailWriting"), "0");
 }
 
+TEST_F(Journal, ThatAppearsWhileItIsMadeKeepsItsEntries)
+{
+    write_file(journal_path, "timeother]\n\n");
+    fail_call("open", ENOENT);
+    write();
+    EXPECT_EQ(text_of(journal_path).substr(4, 8 + start.size()), "other]\n\n" + start);
+}
+
 TEST_F(Journal, KeepsWhatAnotherWritesMeanwhile)
 {
     use(2);
