@@ -195,7 +195,7 @@ void build_command(TextBuilder &command, const Letter &letter)
         rest = take_recipient(rest, recipient);
         append_recipient(command, recipient);
         for (; separates_recipients(*rest); ++rest)
-            command.append(" ");
+            command.append(' ');
     }
     command.append(" -f ");
     shell::append_word(command, letter.from);

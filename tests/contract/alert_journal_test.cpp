@@ -289,6 +289,14 @@ TEST_F(Journal, ThatAppearsWhileItIsMadeKeepsItsEntries)
     EXPECT_EQ(text_of(journal_path).substr(4, 8 + start.size()), "other]\n\n" + start);
 }
 
+TEST_F(Journal, OfAnotherUserIsAppendedTo)
+{
+    write_file(journal_path, "time");
+    make_foreign(journal_path);
+    write();
+    EXPECT_EQ(text_of(journal_path).substr(4, start.size()), start);
+}
+
 TEST_F(Journal, KeepsWhatAnotherWritesMeanwhile)
 {
     use(2);

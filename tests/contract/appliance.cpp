@@ -254,6 +254,11 @@ void Appliance::fail_open(const std::string &path, int error)
         world_->open_errors[path] = error;
 }
 
+void Appliance::make_foreign(const std::string &path)
+{
+    world_->foreign_files.insert(path);
+}
+
 void Appliance::open_returns(const std::string &path, int descriptor)
 {
     world_->open_numbers[path] = descriptor;

@@ -88,6 +88,8 @@ class Appliance : public ::testing::Test
 
     // --- failures ---
     void fail_open(const std::string &path, int error); // until restored with error 0; fails with that errno
+    // The file is another user's, as kernels protect it: it may be opened, but not with O_CREAT.
+    void make_foreign(const std::string &path);
     void open_returns(const std::string &path, int descriptor); // the next open of path yields this number
     void fail_ioctl(const std::string &path, int request, int error); // until restored with error 0
     // The next call of this name in the call record fails with that errno, which may be 0 (any recorded call

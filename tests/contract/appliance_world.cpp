@@ -112,6 +112,8 @@ int ApplianceWorld::open(const char *path, int flags, mode_t mode)
 
 int ApplianceWorld::open_file(const char *path, int flags, mode_t mode)
 {
+    if ((flags & O_CREAT) != 0 && foreign_files.contains(path))
+        return fail_with(EACCES);
     if (holds_caller(path, flags)) {
         ADD_FAILURE() << path << ", a pipe, is waited for";
         return fail_with(EAGAIN);

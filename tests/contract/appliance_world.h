@@ -97,6 +97,7 @@ class ApplianceWorld final : public board::World
     std::optional<std::int64_t> interruption{};    // of the next sleep, after so many nanoseconds
 
     std::map<std::string, int> open_errors{};
+    std::set<std::string> foreign_files{};
     std::map<std::string, int> open_numbers{};
     std::map<std::pair<board::Device, int>, int> ioctl_errors{};
     std::vector<Failure> failures{};

@@ -276,6 +276,8 @@ TEST_F(MailClient, IsNotStartedWhereItsSettingsCannotBeWritten)
 {
     std::filesystem::create_directory(settings_path);
     expect_nothing_sent("error can't write .esmtprc\n");
+    for (const auto &left : std::filesystem::directory_iterator("/tmp"))
+        EXPECT_FALSE(left.path().filename().string().starts_with(".esmtprc.")) << left.path();
 }
 
 TEST_F(MailClient, IsNotStartedWhereItsSettingsFindNoRoom)
