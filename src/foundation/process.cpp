@@ -56,14 +56,6 @@ void write_pid_file(const char *path, int pid)
         dprintf(file.get(), "%d\n", pid);
 }
 
-Attachment attach_last_switch()
-{
-    int id = shmget(last_switch_key, 0, 0);
-    if (id < 0 && errno == ENOENT)
-        id = shmget(last_switch_key, sizeof(MonotonicTime), IPC_CREAT);
-    return id < 0 ? Attachment() : Attachment(id);
-}
-
 // Value of a hexadecimal digit, or -1. Letters are made large by arithmetic alone, which also turns
 // 'P' to 'Y' into digits; the callers' texts hold neither.
 int hex_digit(unsigned char c)
@@ -171,7 +163,7 @@ int SendProcessSig(const char *name, int value)
 
 void LPOL(void)
 {
-    const Attachment segment = attach_last_switch();
+    const Attachment segment = attach_or_create(last_switch_key, sizeof(MonotonicTime));
     if (!segment)
         return;
     const MonotonicTime now = monotonic_time();
