@@ -2,6 +2,7 @@
 // The intercepted names as the executable exports them.
 #include <sys/ioctl.h>
 #include <sys/shm.h>
+#include <sys/socket.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -96,6 +97,24 @@ int ioctl(int descriptor, unsigned long request, ...)
     return route(__builtin_return_address(0), &World::ioctl, __wrap_ioctl, descriptor, request, argument);
 }
 
+int socket(int family, int type, int protocol) noexcept
+{
+    return route(__builtin_return_address(0), &World::socket, __wrap_socket, family, type, protocol);
+}
+
+int setsockopt(int descriptor, int level, int option, const void *value, socklen_t size) noexcept
+{
+    return route(__builtin_return_address(0), &World::setsockopt, __wrap_setsockopt, descriptor, level,
+                 option, value, size);
+}
+
+ssize_t sendto(int descriptor, const void *bytes, std::size_t size, int flags, const sockaddr *address,
+               socklen_t address_size)
+{
+    return route(__builtin_return_address(0), &World::sendto, __wrap_sendto, descriptor, bytes, size, flags,
+                 address, address_size);
+}
+
 int clock_gettime(clockid_t clock, timespec *now)
 {
     return route(__builtin_return_address(0), &World::clock_gettime, __wrap_clock_gettime, clock, now);
@@ -124,6 +143,12 @@ int sigqueue(pid_t pid, int signal, sigval value)
 int system(const char *command)
 {
     return route(__builtin_return_address(0), &World::system, __wrap_system, command);
+}
+
+int execlp(const char *file, const char *first, ...) noexcept
+{
+    PLEXOR_ARGUMENTS(first);
+    return route(__builtin_return_address(0), &World::execlp, execvp, file, words.data());
 }
 
 std::FILE *popen(const char *command, const char *mode)

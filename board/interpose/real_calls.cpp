@@ -3,6 +3,7 @@
 
 #include <sys/ioctl.h>
 #include <sys/shm.h>
+#include <sys/socket.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -75,6 +76,25 @@ int __wrap_ioctl(int descriptor, unsigned long request, ...)
     return real(descriptor, request, argument);
 }
 
+int __wrap_socket(int family, int type, int protocol)
+{
+    PLEXOR_REAL(socket);
+    return real(family, type, protocol);
+}
+
+int __wrap_setsockopt(int descriptor, int level, int option, const void *value, socklen_t size)
+{
+    PLEXOR_REAL(setsockopt);
+    return real(descriptor, level, option, value, size);
+}
+
+ssize_t __wrap_sendto(int descriptor, const void *bytes, std::size_t size, int flags, const sockaddr *address,
+                      socklen_t address_size)
+{
+    PLEXOR_REAL(sendto);
+    return real(descriptor, bytes, size, flags, address, address_size);
+}
+
 int __wrap_clock_gettime(clockid_t clock, timespec *now)
 {
     PLEXOR_REAL(clock_gettime);
@@ -109,6 +129,12 @@ int __wrap_system(const char *command)
 {
     PLEXOR_REAL(system);
     return real(command);
+}
+
+int __wrap_execlp(const char *file, const char *first, ...)
+{
+    PLEXOR_ARGUMENTS(first);
+    return execvp(file, words.data());
 }
 
 std::FILE *__wrap_popen(const char *command, const char *mode)

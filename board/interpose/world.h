@@ -11,6 +11,7 @@
 // in calls.cpp, and a member here.
 #pragma once
 
+#include <sys/socket.h>
 #include <sys/types.h>
 
 #include <csignal>
@@ -38,6 +39,11 @@ class World
     virtual off_t lseek(int descriptor, off_t offset, int whence) = 0;
     virtual int ioctl(int descriptor, unsigned long request, std::uintptr_t argument) = 0;
 
+    virtual int socket(int family, int type, int protocol) = 0;
+    virtual int setsockopt(int descriptor, int level, int option, const void *value, socklen_t size) = 0;
+    virtual ssize_t sendto(int descriptor, const void *bytes, std::size_t size, int flags,
+                           const sockaddr *address, socklen_t address_size) = 0;
+
     virtual int clock_gettime(clockid_t clock, timespec *now) = 0;
     virtual time_t time(time_t *now) = 0;
     virtual int nanosleep(const timespec *duration, timespec *remaining) = 0;
@@ -45,6 +51,9 @@ class World
     virtual int kill(pid_t pid, int signal) = 0;
     virtual int sigqueue(pid_t pid, int signal, sigval value) = 0;
     virtual int system(const char *command) = 0;
+    // With the arguments up to a null pointer. Where it is called in a child of vfork, its caller's memory is
+    // this process's.
+    virtual int execlp(const char *file, char *const *arguments) = 0;
     virtual std::FILE *popen(const char *command, const char *mode) = 0;
     virtual int pclose(std::FILE *pipe) = 0;
     virtual void openlog(const char *ident, int options, int facility) = 0;

@@ -9,8 +9,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <iterator>
 #include <span>
+#include <sstream>
 #include <stdexcept>
 
 #include "board/interpose/marshal.h"
@@ -103,11 +105,9 @@ Appliance::~Appliance()
     EXPECT_EQ(devices_open(), 0) << "devices were left open";
     EXPECT_EQ(segments_attached(), 0) << "segments were left attached";
     EXPECT_EQ(pipes_open(), 0) << "pipes were left open";
-    world_->close_pipes();
-    for (const auto &[descriptor, device] : world_->devices) {
-        if (device.real)
-            ::close(descriptor);
-    }
+    EXPECT_EQ(sockets_open(), 0) << "sockets were left open";
+    EXPECT_EQ(world_->files.descriptors().size(), 0U) << "files were left open";
+    world_->close_everything();
     world_->remove_segments();
     remove_pid_files();
 }
@@ -195,6 +195,7 @@ void Appliance::forget_calls()
 {
     world_->calls.clear();
     world_->debug_print.clear();
+    world_->datagrams.clear();
 }
 
 void Appliance::at_call(const std::string &prefix, const std::function<void()> &action)
@@ -239,6 +240,16 @@ void Appliance::set_calendar(std::int64_t seconds)
     world_->calendar = seconds * ApplianceWorld::second;
 }
 
+void Appliance::set_time(const std::string &time)
+{
+    const time_t now = world_->calendar / ApplianceWorld::second;
+    tm local{};
+    localtime_r(&now, &local);
+    std::istringstream(time) >> std::get_time(&local, "%H:%M:%S");
+    local.tm_isdst = -1;
+    set_calendar(std::mktime(&local));
+}
+
 void Appliance::interrupt_next_sleep_after(std::int64_t nanoseconds)
 {
     world_->interruption = nanoseconds;
@@ -266,12 +277,11 @@ void Appliance::open_returns(const std::string &path, int descriptor)
 
 void Appliance::fail_ioctl(const std::string &path, int request, int error)
 {
-    const auto device = board::device_at(path.c_str());
-    ASSERT_TRUE(device) << path << " is not a device";
+    ASSERT_TRUE(path == "socket" || board::device_at(path.c_str())) << path << " takes no requests";
     if (error == 0)
-        world_->ioctl_errors.erase({*device, request});
+        world_->ioctl_errors.erase({path, request});
     else
-        world_->ioctl_errors[{*device, request}] = error;
+        world_->ioctl_errors[{path, request}] = error;
 }
 
 void Appliance::fail_call(const std::string &name, int error)
@@ -314,6 +324,72 @@ int Appliance::pipes_open() const
 void Appliance::close_pipes()
 {
     world_->close_pipes();
+}
+
+// --- files that are played ---
+
+void Appliance::set_file(const std::string &path, const std::string &text)
+{
+    world_->files.set(path, text);
+}
+
+std::string Appliance::file(const std::string &path) const
+{
+    return world_->files.text_of(path);
+}
+
+void Appliance::remove_file(const std::string &path)
+{
+    world_->files.remove(path);
+}
+
+int Appliance::left_open(const std::string &path) const
+{
+    return static_cast<int>(world_->files.descriptors(path).size());
+}
+
+void Appliance::close_file(const std::string &path)
+{
+    for (const int descriptor : world_->files.descriptors(path))
+        world_->release(descriptor);
+}
+
+// --- the network ---
+
+Interface &Appliance::add_interface(const std::string &name)
+{
+    return world_->network.add(name);
+}
+
+Interface &Appliance::interface(const std::string &name)
+{
+    return world_->network.interface(name);
+}
+
+void Appliance::remove_interface(const std::string &name)
+{
+    world_->network.remove(name);
+}
+
+const std::vector<Datagram> &Appliance::datagrams() const
+{
+    return world_->datagrams;
+}
+
+int Appliance::open_socket()
+{
+    return world_->open_socket();
+}
+
+void Appliance::close_socket(int descriptor)
+{
+    ASSERT_TRUE(world_->sockets.contains(descriptor)) << descriptor << " is no open socket";
+    world_->release(descriptor);
+}
+
+int Appliance::sockets_open() const
+{
+    return static_cast<int>(world_->sockets.size());
 }
 
 // --- processes ---

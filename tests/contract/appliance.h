@@ -3,9 +3,9 @@
 // library does to the outside written down in order.
 //
 // The library under test is the built shared library, unmodified. The test executable defines the C library
-// and platform calls that it makes towards devices, the parameter store, clocks, sleeps, signals, the shell,
-// the system log, pipes, the heap and shared memory; while an Appliance lives they come here, otherwise they
-// pass through.
+// and platform calls that it makes towards devices, the network, the parameter store, clocks, sleeps,
+// signals, programs, the system log, pipes, the heap and shared memory; while an Appliance lives they come
+// here, otherwise they pass through.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "board/model/board.h"
+#include "tests/contract/network.h"
 
 namespace plexor::tests
 {
@@ -28,10 +29,10 @@ class ApplianceWorld;
 
 using Calls = std::vector<std::string>; // one line a call
 
-// When a test ends, devices and pipes left open and segments left attached fail it; so does, at once, any use
-// of a descriptor that is not open, a device opened for writing or without close-on-exec, a pipe without
-// close-on-exec, a named pipe that is waited for, an argument that the driver would not take, and detaching
-// what is not attached.
+// When a test ends, devices, sockets, played files and pipes left open and segments left attached fail it; so
+// does, at once, any use of a descriptor that is not open, a device opened for writing or without
+// close-on-exec, a pipe or socket without close-on-exec, a named pipe that is waited for, an argument that
+// the driver or the network would not take, and detaching what is not attached.
 class Appliance : public ::testing::Test
 {
   protected:
@@ -63,8 +64,15 @@ class Appliance : public ::testing::Test
     // "nvram_bufset 0 KEY=VALUE", "nvram_commit 0", "flash_read_br0_mac", "clock_gettime monotonic", "time",
     // "nanosleep 0.150000000", "kill PID SIGNAL", "sigqueue PID SIGNAL VALUE", "system COMMAND",
     // "popen r COMMAND", "popen w COMMAND", "pclose", "openlog IDENT OPTIONS FACILITY", "syslog PRIORITY
-    // TEXT", "shmget 0x4C504F4C SIZE OCTALFLAGS", "shmat", "shmdt", "malloc SIZE", "lseek OFFSET WHENCE".
-    // Other calls on other files are real and not recorded.
+    // TEXT", "shmget 0x4C504F4C SIZE OCTALFLAGS", "shmat", "shmdt", "malloc SIZE", "lseek OFFSET WHENCE",
+    // "execlp PATH ARGUMENT0 ARGUMENT1", "socket INET DGRAM 0", "setsockopt BROADCAST 1",
+    // "sendto 255.255.255.255:9258 66 bytes flags 0", "ioctl socket SIOCGIFADDR br0" (SIOCGIFFLAGS,
+    // SIOCGIFNETMASK and SIOCGIFHWADDR likewise), "ioctl socket SIOCSIFFLAGS br0 0x1043",
+    // "ioctl socket SIOCSIFADDR br0 192.168.0.9 port 0" (SIOCSIFNETMASK likewise), "ioctl socket SIOCADDRT
+    // dst 0.0.0.0 gateway 192.168.0.254 mask 0.0.0.0 flags 3 metric 0 dev br0" (SIOCDELRT likewise), "close
+    // socket"; of played files "open /etc/resolv.conf r" ("w", "rw"), "read /etc/resolv.conf" (once for reads
+    // that follow each other), "write /etc/resolv.conf SIZE", "close /etc/resolv.conf", as far as they do not
+    // go through a stream. Calls on other files are real and not recorded.
     Calls calls() const;
     Calls calls(const std::string &prefix) const; // only those that start with prefix
     void forget_calls();
@@ -83,6 +91,7 @@ class Appliance : public ::testing::Test
     void advance(std::int64_t nanoseconds);
     void set_monotonic(std::int64_t seconds, std::int64_t nanoseconds);
     void set_calendar(std::int64_t seconds);
+    void set_time(const std::string &time); // "23:59:55" on the same day, as local time has it
     // The next sleep is interrupted by a signal after this long, with the rest reported as remaining.
     void interrupt_next_sleep_after(std::int64_t nanoseconds);
 
@@ -90,10 +99,12 @@ class Appliance : public ::testing::Test
     void fail_open(const std::string &path, int error); // until restored with error 0; fails with that errno
     // The file is another user's, as kernels protect it: it may be opened, but not with O_CREAT.
     void make_foreign(const std::string &path);
-    void open_returns(const std::string &path, int descriptor); // the next open of path yields this number
-    void fail_ioctl(const std::string &path, int request, int error); // until restored with error 0
+    // The next open of a device, or of a "socket", yields this number.
+    void open_returns(const std::string &path, int descriptor);
+    void fail_ioctl(const std::string &path, int request, int error); // "socket", too; until restored with 0
     // The next call of this name in the call record fails with that errno, which may be 0 (any recorded call
-    // that can fail, the reads and bufset of the store apart). "open" is the next one of a file, too.
+    // that can fail, the reads and bufset of the store apart). "open" is the next one of a file, too, and a
+    // request to the network goes by its own name as well: "SIOCSIFADDR". execlp fails in any case.
     void fail_call(const std::string &name, int error);
     void fail_call_after(const std::string &name, int skip, int error); // lets skip calls through first
     void system_returns(int status);                                    // from now on; 0 at the start
@@ -104,6 +115,24 @@ class Appliance : public ::testing::Test
     void run_piped_commands();                    // from now on they are run after all
     int pipes_open() const;                       // pipes not yet closed
     void close_pipes();                           // those, unrecorded
+
+    // --- played files: /proc/net/route and /etc/resolv.conf, missing at the start, and what is set ---
+    void set_file(const std::string &path, const std::string &text);
+    std::string file(const std::string &path) const; // "" for one that is missing
+    void remove_file(const std::string &path);
+    int left_open(const std::string &path) const; // descriptors not yet closed, in whatever way
+    void close_file(const std::string &path);     // those, unrecorded
+
+    // --- the network, without interfaces at the start ---
+    // add_interface("br0").flags(0x1043).address("192.168.0.1").netmask("255.255.255.0")
+    //     .hwaddr("00:C3:02:12:34:56"), each as far as it is wanted. Requests that set something change it.
+    Interface &add_interface(const std::string &name);
+    Interface &interface(const std::string &name); // one that was added, as it is now
+    void remove_interface(const std::string &name);
+    const std::vector<Datagram> &datagrams() const; // sent since the call record was emptied
+    int open_socket();                              // one for the library to use, unrecorded
+    void close_socket(int descriptor);
+    int sockets_open() const; // socket descriptors not yet closed
 
     // --- processes ---
     // kill(pid, 0) succeeds for these only; sigqueue to others fails with ESRCH.

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "tests/contract/answers.h"
 #include "tests/contract/appliance_world.h"
 #include "tests/contract/call_text.h"
 
@@ -11,8 +12,6 @@ namespace plexor::tests
 {
 namespace
 {
-
-using Lock = std::lock_guard<std::recursive_mutex>;
 
 std::string value_of(const std::map<std::string, std::string> &store, const char *key)
 {

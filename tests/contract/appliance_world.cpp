@@ -15,6 +15,7 @@
 #include <cstring>
 
 #include "board/interpose/marshal.h"
+#include "tests/contract/answers.h"
 #include "tests/contract/call_text.h"
 #include "tests/contract/files.h"
 #include "tests/contract/memory_file.h"
@@ -23,25 +24,6 @@ namespace plexor::tests
 {
 namespace
 {
-
-using Lock = std::lock_guard<std::recursive_mutex>;
-
-int fail_with(int error)
-{
-    errno = error;
-    return -1;
-}
-
-// Passes on what a real call returned for a file that is no device, and notices a dead descriptor.
-template <class Result>
-Result on_file(Result result, const char *call, int descriptor)
-{
-    const int error = errno;
-    if (result < 0 && error == EBADF)
-        ADD_FAILURE() << call << " of descriptor " << descriptor << ", which is not open";
-    errno = error;
-    return result;
-}
 
 timespec to_timespec(std::int64_t nanoseconds)
 {
@@ -60,6 +42,12 @@ void check_open_flags(const char *path, int flags, bool is_device)
         ADD_FAILURE() << path << " is opened for writing; drivers are opened read-only";
     if ((flags & O_CLOEXEC) == 0)
         ADD_FAILURE() << path << " is opened without close-on-exec";
+}
+
+const char *access_name(int flags)
+{
+    constexpr const char *names[] = {"r", "w", "rw"};
+    return names[flags & O_ACCMODE];
 }
 
 // Opening such a pipe would last until somebody opens its other end.
@@ -104,9 +92,13 @@ int ApplianceWorld::open(const char *path, int flags, mode_t mode)
     const auto device = board::device_at(path);
     if (device)
         note("open %s", path);
+    else if (files.plays(path))
+        note("open %s %s", path, access_name(flags));
     check_open_flags(path, flags, device.has_value());
     if (fails("open"))
         return -1;
+    if (const auto error = open_errors.find(path); error != open_errors.end())
+        return fail_with(error->second);
     return device ? open_device(*device, path) : open_file(path, flags, mode);
 }
 
@@ -114,6 +106,8 @@ int ApplianceWorld::open_file(const char *path, int flags, mode_t mode)
 {
     if ((flags & O_CREAT) != 0 && foreign_files.contains(path))
         return fail_with(EACCES);
+    if (files.plays(path))
+        return files.open(path, flags);
     if (holds_caller(path, flags)) {
         ADD_FAILURE() << path << ", a pipe, is waited for";
         return fail_with(EAGAIN);
@@ -123,8 +117,6 @@ int ApplianceWorld::open_file(const char *path, int flags, mode_t mode)
 
 int ApplianceWorld::open_device(board::Device device, const char *path)
 {
-    if (const auto error = open_errors.find(path); error != open_errors.end())
-        return fail_with(error->second);
     if (const auto number = open_numbers.extract(path)) {
         if (number.mapped() >= 0)
             devices[number.mapped()] = {device, false};
@@ -144,36 +136,76 @@ const ApplianceWorld::OpenDevice *ApplianceWorld::device_behind(int descriptor) 
     return found == devices.end() ? nullptr : &found->second;
 }
 
+// What the record calls an open descriptor; "" for what is not played.
+std::string ApplianceWorld::name_of(int descriptor) const
+{
+    if (const auto *device = device_behind(descriptor))
+        return board::device_path(device->device);
+    return sockets.contains(descriptor) ? "socket" : files.path_of(descriptor);
+}
+
+bool ApplianceWorld::is_file(int descriptor) const
+{
+    return device_behind(descriptor) == nullptr && !sockets.contains(descriptor);
+}
+
+// Closes what is really open behind a descriptor.
+void ApplianceWorld::release(int descriptor)
+{
+    const auto device = devices.extract(descriptor);
+    const auto socket = sockets.extract(descriptor);
+    if ((!device || device.mapped().real) && (!socket || socket.mapped().real))
+        ::close(descriptor);
+}
+
+void ApplianceWorld::close_everything()
+{
+    close_pipes();
+    while (!devices.empty())
+        release(devices.begin()->first);
+    while (!sockets.empty())
+        release(sockets.begin()->first);
+    for (const int descriptor : files.descriptors())
+        release(descriptor);
+}
+
 int ApplianceWorld::close(int descriptor)
 {
     const Lock lock(mutex_);
-    const auto device = devices.extract(descriptor);
-    if (!device)
+    const std::string name = name_of(descriptor);
+    if (name.empty())
         return on_file(::close(descriptor), "close", descriptor);
-    note("close %s", board::device_path(device.mapped().device));
-    if (device.mapped().real)
-        ::close(descriptor);
+    note("close %s", name.c_str());
+    release(descriptor);
     return fails("close") ? -1 : 0;
 }
 
+// How much is read at a time is the reader's own business, so reads that follow each other are one line.
 ssize_t ApplianceWorld::read(int descriptor, void *buffer, std::size_t size)
 {
     const Lock lock(mutex_);
-    const auto *device = device_behind(descriptor);
-    if (device == nullptr)
+    const std::string name = name_of(descriptor);
+    if (name.empty())
         return on_file(::read(descriptor, buffer, size), "read", descriptor);
-    note("read %s %zu", board::device_path(device->device), size);
-    return fail_with(EINVAL); // none of the drivers is read
+    if (!is_file(descriptor)) {
+        note("read %s %zu", name.c_str(), size);
+        return fail_with(EINVAL); // nothing is read from drivers and sockets
+    }
+    if (calls.empty() || calls.back() != "read " + name)
+        note("read %s", name.c_str());
+    return fails("read") ? -1 : ::read(descriptor, buffer, size);
 }
 
 ssize_t ApplianceWorld::write(int descriptor, const void *buffer, std::size_t size)
 {
     const Lock lock(mutex_);
-    const auto *device = device_behind(descriptor);
-    if (device == nullptr)
+    const std::string name = name_of(descriptor);
+    if (name.empty())
         return on_file(::write(descriptor, buffer, size), "write", descriptor);
-    note("write %s %zu", board::device_path(device->device), size);
-    return fail_with(EINVAL); // nor written
+    note("write %s %zu", name.c_str(), size);
+    if (!is_file(descriptor))
+        return fail_with(EINVAL); // nor written
+    return fails("write") ? -1 : ::write(descriptor, buffer, size);
 }
 
 off_t ApplianceWorld::lseek(int descriptor, off_t offset, int whence)
@@ -188,6 +220,8 @@ int ApplianceWorld::ioctl(int descriptor, unsigned long number, std::uintptr_t a
     const Lock lock(mutex_);
     if (const auto *device = device_behind(descriptor))
         return device_ioctl(device->device, number, argument);
+    if (sockets.contains(descriptor))
+        return socket_ioctl(number, argument);
     return on_file(::ioctl(descriptor, number, argument), "ioctl", descriptor);
 }
 
@@ -203,15 +237,24 @@ int ApplianceWorld::begin_ioctl(board::Device device, unsigned long number, std:
     return error;
 }
 
+bool ApplianceWorld::ioctl_fails(const std::string &path, unsigned long number)
+{
+    if (fails("ioctl"))
+        return true;
+    const auto error = ioctl_errors.find({path, static_cast<int>(number)});
+    if (error == ioctl_errors.end())
+        return false;
+    errno = error->second;
+    return true;
+}
+
 int ApplianceWorld::device_ioctl(board::Device device, unsigned long number, std::uintptr_t argument)
 {
     board::Request request;
     if (const int error = begin_ioctl(device, number, argument, request); error != 0)
         return fail_with(error);
-    if (fails("ioctl"))
+    if (ioctl_fails(board::device_path(device), number))
         return -1;
-    if (const auto error = ioctl_errors.find({device, static_cast<int>(number)}); error != ioctl_errors.end())
-        return fail_with(error->second);
     return board::deliver(request, argument, board->handle(request));
 }
 
@@ -299,6 +342,17 @@ int ApplianceWorld::system(const char *command)
     const Lock lock(mutex_);
     note("system %s", command);
     return fails("system") ? -1 : system_status;
+}
+
+// Nothing is ever executed. A child of vfork comes here in its parent's memory, where the record is seen.
+int ApplianceWorld::execlp(const char *file, char *const *arguments)
+{
+    const Lock lock(mutex_);
+    std::string line = print("execlp %s", file);
+    for (; *arguments != nullptr; ++arguments)
+        line += print(" %s", *arguments);
+    note("%s", line.c_str());
+    return fails("execlp") ? -1 : fail_with(ENOENT);
 }
 
 // A command that is not run: a file in memory in place of the pipe.

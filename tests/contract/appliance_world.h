@@ -21,6 +21,8 @@
 
 #include "board/interpose/world.h"
 #include "board/model/board.h"
+#include "tests/contract/network.h"
+#include "tests/contract/played_files.h"
 
 namespace plexor::tests
 {
@@ -35,6 +37,11 @@ class ApplianceWorld final : public board::World
     off_t lseek(int descriptor, off_t offset, int whence) override;
     int ioctl(int descriptor, unsigned long number, std::uintptr_t argument) override;
 
+    int socket(int family, int type, int protocol) override;
+    int setsockopt(int descriptor, int level, int option, const void *value, socklen_t size) override;
+    ssize_t sendto(int descriptor, const void *bytes, std::size_t size, int flags, const sockaddr *address,
+                   socklen_t address_size) override;
+
     int clock_gettime(clockid_t clock, timespec *now) override;
     time_t time(time_t *now) override;
     int nanosleep(const timespec *duration, timespec *remaining) override;
@@ -42,6 +49,7 @@ class ApplianceWorld final : public board::World
     int kill(pid_t pid, int signal) override;
     int sigqueue(pid_t pid, int signal, sigval value) override;
     int system(const char *command) override;
+    int execlp(const char *file, char *const *arguments) override;
     std::FILE *popen(const char *command, const char *mode) override;
     int pclose(std::FILE *pipe) override;
     void openlog(const char *ident, int options, int facility) override;
@@ -65,12 +73,19 @@ class ApplianceWorld final : public board::World
     void pass(std::int64_t nanoseconds); // moves both clocks
     void remove_segments();              // of the keys seen or known to be the library's
     int devices_open() const;
-    void close_pipes(); // those that are open
+    int open_socket();
+    void release(int descriptor); // closes it, unrecorded
+    void close_everything();      // that is open, unrecorded
+    void close_pipes();           // those that are open
 
     // An opened device. One that the fixture asked for by number has no real descriptor behind it.
     struct OpenDevice {
         board::Device device;
         bool real;
+    };
+    struct Socket {
+        bool real;
+        bool broadcasts;
     };
     // The next call of name but for skip ones fails with this errno, which may be 0.
     struct Failure {
@@ -99,7 +114,7 @@ class ApplianceWorld final : public board::World
     std::map<std::string, int> open_errors{};
     std::set<std::string> foreign_files{};
     std::map<std::string, int> open_numbers{};
-    std::map<std::pair<board::Device, int>, int> ioctl_errors{};
+    std::map<std::pair<std::string, int>, int> ioctl_errors{}; // of a device's path or "socket"
     std::vector<Failure> failures{};
     int system_status{};
 
@@ -107,6 +122,11 @@ class ApplianceWorld final : public board::World
     bool commands_are_real{};
     std::string piped{}; // into the last command, once its pipe was closed
     std::set<std::FILE *> pipes{};
+
+    Network network{};
+    std::map<int, Socket> sockets{};
+    std::vector<Datagram> datagrams{};
+    PlayedFiles files{};
 
     std::set<int> processes{};
     std::set<key_t> segment_keys{0x4C504F4C, 0x4932434D, 0x4C104F10};
@@ -124,6 +144,10 @@ class ApplianceWorld final : public board::World
     int begin_ioctl(board::Device device, unsigned long number, std::uintptr_t argument,
                     board::Request &request);
     const OpenDevice *device_behind(int descriptor) const;
+    bool ioctl_fails(const std::string &path, unsigned long number);
+    int socket_ioctl(unsigned long number, std::uintptr_t argument);
+    std::string name_of(int descriptor) const;
+    bool is_file(int descriptor) const;
     std::int64_t clock(clockid_t id) const;
     std::FILE *play_command(const char *mode);
     int finish_command(std::FILE *pipe);

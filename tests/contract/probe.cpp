@@ -42,6 +42,11 @@ long probe_read(int descriptor, void *buffer, std::size_t size)
     return read(descriptor, buffer, size);
 }
 
+long probe_write(int descriptor, const void *bytes, std::size_t size)
+{
+    return write(descriptor, bytes, size);
+}
+
 long probe_seek(int descriptor, long offset, int whence)
 {
     return lseek(descriptor, offset, whence);
@@ -80,6 +85,35 @@ int probe_system(const char *command)
 {
     return system(command);
 }
+
+int probe_socket(int family, int type, int protocol)
+{
+    return socket(family, type, protocol);
+}
+
+int probe_set_option(int descriptor, int option, const void *value, unsigned size)
+{
+    return setsockopt(descriptor, SOL_SOCKET, option, value, size);
+}
+
+long probe_send(int descriptor, const void *bytes, std::size_t size, const sockaddr *address,
+                unsigned address_size)
+{
+    return sendto(descriptor, bytes, size, 0, address, address_size);
+}
+
+// The analyser wants fork, or nothing printed by the child.
+// NOLINTBEGIN(clang-analyzer-unix.Vfork,clang-analyzer-security.insecureAPI.vfork)
+int probe_start(const char *program, const char *argument)
+{
+    const int child = vfork();
+    if (child != 0)
+        return child;
+    execlp(program, program, argument, nullptr);
+    std::perror("probe");
+    _exit(0);
+}
+// NOLINTEND(clang-analyzer-unix.Vfork,clang-analyzer-security.insecureAPI.vfork)
 
 std::FILE *probe_pipe(const char *command, const char *mode)
 {
