@@ -8,17 +8,24 @@
 namespace plexor::board
 {
 
-EthernetAddress ethernet_address_of(const Hardware &hardware)
+EthernetAddress ethernet_address_of(const Appliance &appliance)
 {
-    const auto byte = [&](int shift) { return static_cast<std::uint8_t>(hardware.code >> shift); };
-    return {byte(16), byte(8), byte(0), 0x01, 0x02, 0x03};
+    const auto byte = [](std::uint32_t number, int shift) {
+        return static_cast<std::uint8_t>(number >> shift);
+    };
+    const std::uint32_t code = appliance.board.hardware().code;
+    return {byte(code, 16),
+            byte(code, 8),
+            byte(code, 0),
+            byte(appliance.serial, 16),
+            byte(appliance.serial, 8),
+            byte(appliance.serial, 0)};
 }
 
 bool equip(Appliance &appliance)
 {
-    const Hardware &hardware = appliance.board.hardware();
-    return appliance.store.set_ethernet_address(ethernet_address_of(hardware)) &&
-           appliance.store.provision("IO_number", std::to_string(hardware.index));
+    return appliance.store.set_ethernet_address(ethernet_address_of(appliance)) &&
+           appliance.store.provision("IO_number", std::to_string(appliance.board.hardware().index));
 }
 
 bool sample(Appliance &appliance)
@@ -49,7 +56,7 @@ bool set_fault(Appliance &appliance, std::string_view name, bool on)
 {
     std::optional<EthernetAddress> address;
     if (!on)
-        address = ethernet_address_of(appliance.board.hardware());
+        address = ethernet_address_of(appliance);
     if (name == "ethernet-address" && !appliance.store.set_ethernet_address(address))
         return false;
     return appliance.board.set_fault(name, on);

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// The board together with what else of an appliance the power switch on the wall reaches: its parameter store
-// and the memory that its processes share.
+// The board together with what else of an appliance can be reached from outside: its parameter store, its
+// clocks and the memory that its processes share.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string_view>
 
+#include "board/daemon/clock.h"
 #include "board/model/board.h"
 #include "board/nvram/store.h"
 
@@ -15,11 +17,12 @@ namespace plexor::board
 struct Appliance {
     Board &board;
     Store &store;
+    Clock &clock;
     std::function<void()> forget_memory{}; // removes what the appliance's processes keep in its memory
+    std::uint32_t serial{0x010203};        // the second half of its Ethernet address
 };
 
-// The model's code and a fixed serial number.
-EthernetAddress ethernet_address_of(const Hardware &hardware);
+EthernetAddress ethernet_address_of(const Appliance &appliance); // the model's code and the serial number
 
 // Writes into the store what the factory would: the Ethernet address and the model index. False when the
 // store refused.

@@ -28,6 +28,9 @@ constexpr const char *keys_to_set = R"(Keys and values; N and raw values are dec
   line.N               high or low: what the outside gives to GPIO line 0 to 95
   di.N                 active or idle: digital input 1 to 4
   controller.N         0 to 255: register 0 to 1023 of the board controller
+  schedule.N           35 characters: the board controller's copy of schedule 0 to 4
+  schedule.Nt          31 characters: the copy of its companion record
+  login, password      up to 32 characters: the copies of the administrator's
   iocontroller.N       0 to 255: register 0 to 255 of the I/O controller; no output follows
   scan                 bytes such as 40,4E: answers of the next bus scans
   current.N            0 to 255: raw reading of the current of outlet 1 to 8
@@ -37,7 +40,13 @@ constexpr const char *keys_to_set = R"(Keys and values; N and raw values are dec
   meter                0 to 1000: amperes of the external meter, with tenths
   ambient.humidity     0 to 100: per cent, external sensor, with tenths
   ambient.temperature  -100 to 200: degrees Celsius, external sensor, with tenths
+  power-loss-at-write  N of 0 to 1000000: the Nth I2C write from now on finds the power gone; 0 never
+  clock                local date and time such as "2026-11-21 23:59:50": the appliance's calendar
+  clock-rate           1 to 1000: how many times as fast as real time the appliance's clocks run
   param.KEY            any text: the parameter store
+
+The appliance's programs read these clocks and sleep by them, from the moment on and in the midst of a sleep.
+Timers, alarms, poll and select, and the times of files go by the machine's time.
 
 What a sensor is given goes into the parameter store at once, as the appliance's sampling process leaves it
 there, while the board has power. One that was given nothing is not sampled.)";

@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 
+#include "board/daemon/controller_pages.h"
 #include "board/daemon/properties.h"
 #include "board/daemon/refusal.h"
 
@@ -74,6 +76,19 @@ json controller_of(const Board &board)
     return registers;
 }
 
+json copies_of(const Board &board)
+{
+    json schedules = json::array();
+    for (int schedule = 0; schedule < stored_schedules; ++schedule)
+        schedules.push_back({{"record", schedule_text(board, schedule_page(schedule))},
+                             {"companion", schedule_text(board, companion_page(schedule))}});
+    return {{"marker", board.controller(copy_marker)},
+            {"restore_marker", board.controller(restore_marker)},
+            {"login", credential_text(board, login)},
+            {"password", credential_text(board, password)},
+            {"schedules", std::move(schedules)}};
+}
+
 json gpio_of(const Board &board)
 {
     json banks = json::array();
@@ -106,6 +121,11 @@ json sensors_of(const Board &board)
     for (const Sensors::Sample &sample : board.sensors().samples())
         readings[std::string(sample.name)] = sample.fields;
     return readings;
+}
+
+json clock_of(const Clock &clock)
+{
+    return {{"time", date_text(clock.calendar())}, {"rate", clock.rate()}, {"driven", clock.driven()}};
 }
 
 json corrections_in(const std::map<std::string, std::string> &parameters)
@@ -143,11 +163,13 @@ json describe(const Appliance &appliance)
         {"usb_led", hardware.usb_led ? json(board.usb_led()) : json(nullptr)},
         {"expanders", expanders_of(board)},
         {"controller", controller_of(board)},
+        {"copies", copies_of(board)},
         {"gpio", gpio_of(board)},
         {"inputs", inputs_of(board)},
         {"outputs", outputs_of(board)},
         {"sensors", sensors_of(board)},
         {"corrections", corrections_in(parameters)},
+        {"clock", clock_of(appliance.clock)},
         {"offmask", get_property(appliance, "offmask")},
         {"faults", active_faults(board)},
         {"params", parameters},

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "board/daemon/controller_pages.h"
+
 namespace plexor::board
 {
 
@@ -196,8 +198,31 @@ void draw_controller(Drawing &drawing, const json &registers)
 {
     std::vector<std::string> words;
     for (const json &pair : registers)
-        words.push_back("[" + std::to_string(pair.at(0).get<int>()) + "]=" + hex_byte(pair.at(1).get<int>()));
+        if (!is_in_page(pair.at(0).get<int>()))
+            words.push_back("[" + std::to_string(pair.at(0).get<int>()) +
+                            "]=" + hex_byte(pair.at(1).get<int>()));
     draw_words(drawing, "board controller", words, register_rows);
+}
+
+// What the board controller keeps for the appliance, where there is anything.
+void draw_copies(Drawing &drawing, const json &copies)
+{
+    std::vector<std::string> words{"marker " + std::to_string(copies.at("marker").get<int>()),
+                                   "restore marker " +
+                                       std::to_string(copies.at("restore_marker").get<int>())};
+    for (const char *name : {"login", "password"})
+        if (const auto text = copies.at(name).get<std::string>(); !text.empty())
+            words.push_back(tame(std::string(name) + " " + text, width - indent));
+    if (copies.at("marker") != 0 || copies.at("restore_marker") != 0 || words.size() > 2)
+        draw_words(drawing, "copies", words, register_rows);
+    int number = 0;
+    for (const json &schedule : copies.at("schedules")) {
+        const std::string label = "schedule " + std::to_string(number++);
+        words = {tame(schedule.at("record").get<std::string>(), width - indent),
+                 tame(schedule.at("companion").get<std::string>(), width - indent)};
+        if (!words[0].empty() || !words[1].empty())
+            draw_words(drawing, label, words, register_rows);
+    }
 }
 
 // What only I/O models have.
@@ -239,6 +264,16 @@ void draw_sensors(Drawing &drawing, const json &board)
         draw_words(drawing, "corrections", corrections, register_rows);
 }
 
+// The machine's time is not news.
+void draw_clock(Drawing &drawing, const json &clock)
+{
+    if (!clock.at("driven").get<bool>())
+        return;
+    const int rate = clock.at("rate").get<int>();
+    drawing.row(pad("clock", indent) + clock.at("time").get<std::string>() +
+                (rate == 1 ? "" : ", runs " + std::to_string(rate) + " times as fast"));
+}
+
 void draw_faults(Drawing &drawing, const json &faults)
 {
     if (!faults.empty())
@@ -260,8 +295,10 @@ std::string draw_panel(const json &board, bool colours)
     drawing.rule();
     draw_expanders(drawing, board.at("expanders"));
     draw_controller(drawing, board.at("controller"));
+    draw_copies(drawing, board.at("copies"));
     draw_digital(drawing, board);
     draw_sensors(drawing, board);
+    draw_clock(drawing, board.at("clock"));
     draw_faults(drawing, board.at("faults"));
     drawing.bottom();
     return std::move(drawing).picture();

@@ -5,9 +5,9 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <exception>
 #include <string>
 #include <string_view>
@@ -25,6 +25,7 @@ using namespace plexor::board;
 
 struct Options {
     std::string model{"00C302"};
+    std::string serial{"010203"};
     bool latching{};
     bool background{};
 };
@@ -47,11 +48,13 @@ const Hardware &hardware_named(const std::string &model)
     throw Refusal("no model " + model + "; there are" + codes);
 }
 
-std::int64_t monotonic_now()
+std::uint32_t serial_in(const std::string &text)
 {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+    std::uint32_t serial = 0;
+    const char *end = text.data() + text.size();
+    if (text.size() != 6 || std::from_chars(text.data(), end, serial, 16).ptr != end)
+        throw Refusal("a serial number has six hexadecimal digits");
+    return serial;
 }
 
 // The rest of the program runs in a child; who started it sees the end of the parent as "ready".
@@ -71,10 +74,10 @@ void go_to_background(const std::string &folder)
 }
 
 // With a store of its own, closed before the board may go to the background: LMDB does not cross a fork.
-void equip_store(Board &board)
+void equip_store(const Appliance &running)
 {
     Store store;
-    Appliance appliance{board, store, forget_memory};
+    Appliance appliance{running.board, store, running.clock, {}, running.serial};
     if (!equip(appliance))
         throw Refusal("the parameter store in " + Store::default_directory() + " cannot be written", false);
 }
@@ -87,12 +90,15 @@ void serve(const Options &options)
     if (appliance_kind == nullptr || std::string_view(appliance_kind) != "board")
         throw Refusal("the board needs an appliance of its own around it; start it through plexor-run",
                       false);
-    Board board(hardware, options.latching, [start = monotonic_now()] { return monotonic_now() - start; });
+    Clock clock;
+    Board board(hardware, options.latching,
+                [&clock, start = clock.monotonic()] { return clock.monotonic() - start; });
     Store store;
-    Appliance appliance{board, store, forget_memory};
+    Appliance appliance{board, store, clock, forget_memory, serial_in(options.serial)};
     const std::string folder = board_folder();
     Server server(appliance, folder); // first: the store may be that of a board that already runs
-    equip_store(board);
+    clock.publish(clock_file());
+    equip_store(appliance);
     if (options.background)
         go_to_background(folder);
     server.run();
@@ -109,6 +115,8 @@ int run(int argc, char **argv)
     Options options;
     CLI::App app("A virtual power switch board for the processes of one appliance.", "plexor-board");
     app.add_option("--model", options.model, "first six digits of the Ethernet address")
+        ->capture_default_str();
+    app.add_option("--serial", options.serial, "last six digits of the Ethernet address")
         ->capture_default_str();
     app.add_flag("--latching", options.latching, "latching relays (default: ordinary ones)");
     app.add_flag("--background", options.background, "return as soon as the board answers");

@@ -9,6 +9,7 @@
 #include <optional>
 #include <vector>
 
+#include "board/daemon/controller_pages.h"
 #include "board/daemon/refusal.h"
 
 namespace plexor::board
@@ -134,6 +135,28 @@ void set_controller(Appliance &appliance, std::string_view index, std::string_vi
 {
     const int reg = index_in("controller", index, 0, controller_registers - 1);
     appliance.board.set_controller(reg, byte_in("controller.N", value));
+}
+
+std::string get_schedule(const Appliance &appliance, std::string_view index)
+{
+    return schedule_text(appliance.board, page_named(index));
+}
+
+void set_schedule(Appliance &appliance, std::string_view index, std::string_view value)
+{
+    write_page(appliance.board, page_named(index), value);
+}
+
+template <const Credential &credential>
+std::string get_credential(const Appliance &appliance, std::string_view)
+{
+    return credential_text(appliance.board, credential);
+}
+
+template <const Credential &credential>
+void set_credential(Appliance &appliance, std::string_view, std::string_view value)
+{
+    write_credential(appliance.board, credential, value);
 }
 
 std::string get_io_controller(const Appliance &appliance, std::string_view index)
@@ -281,6 +304,45 @@ void set_scan(Appliance &appliance, std::string_view, std::string_view value)
     appliance.board.set_scan_answers(std::move(answers));
 }
 
+std::string get_power_cut(const Appliance &appliance, std::string_view)
+{
+    return std::to_string(appliance.board.writes_until_cut());
+}
+
+void set_power_cut(Appliance &appliance, std::string_view, std::string_view value)
+{
+    const auto nth = number_in(value, 10, 1'000'000);
+    if (!nth)
+        throw Refusal("power-loss-at-write takes 0 to 1000000");
+    appliance.board.cut_power_at_write(static_cast<std::uint32_t>(*nth),
+                                       [&appliance] { lose_power(appliance); });
+}
+
+std::string get_clock(const Appliance &appliance, std::string_view)
+{
+    return date_text(appliance.clock.calendar());
+}
+
+void set_clock(Appliance &appliance, std::string_view, std::string_view value)
+{
+    appliance.clock.set_calendar(date_in(value));
+    appliance.board.timeline().add(0, "clock", "calendar", std::string(value));
+}
+
+std::string get_clock_rate(const Appliance &appliance, std::string_view)
+{
+    return std::to_string(appliance.clock.rate());
+}
+
+void set_clock_rate(Appliance &appliance, std::string_view, std::string_view value)
+{
+    const auto rate = number_in(value, 10, Clock::fastest);
+    if (!rate || *rate == 0)
+        throw Refusal("clock-rate takes 1 to " + std::to_string(Clock::fastest));
+    appliance.clock.set_rate(*rate);
+    appliance.board.timeline().add(0, "clock", "rate", std::to_string(*rate));
+}
+
 // As on the appliance, a key that is not set reads as an empty text.
 std::string get_parameter(const Appliance &appliance, std::string_view key)
 {
@@ -339,6 +401,12 @@ constexpr std::array properties{
     Property{"drycontact", "", get_dry_contact, set_dry_contact},
     Property{"meter", "", get_meter, set_meter},
     Property{"ambient", "WHAT", get_ambient, set_ambient},
+    Property{"schedule", "N", get_schedule, set_schedule},
+    Property{"login", "", get_credential<login>, set_credential<login>},
+    Property{"password", "", get_credential<password>, set_credential<password>},
+    Property{"power-loss-at-write", "", get_power_cut, set_power_cut},
+    Property{"clock", "", get_clock, set_clock},
+    Property{"clock-rate", "", get_clock_rate, set_clock_rate},
     Property{"param", "KEY", get_parameter, set_parameter},
     Property{"scan", "", nullptr, set_scan},
     Property{"contacts", "", get_contacts, nullptr},

@@ -125,4 +125,9 @@ std::string devices_socket()
     return board_folder() + "/devices.sock";
 }
 
+std::string clock_file()
+{
+    return board_folder() + "/clock";
+}
+
 } // namespace plexor::board

@@ -39,5 +39,6 @@ std::optional<Reply> decode_reply(std::span<const std::uint8_t> message);
 // when it names none or an empty one.
 std::string board_folder();
 std::string devices_socket(); // "devices.sock" there
+std::string clock_file();     // "clock"
 
 } // namespace plexor::board

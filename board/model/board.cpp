@@ -88,6 +88,8 @@ struct Board::Parts {
     Sensors sensors{timeline};
     std::vector<LedExpander> expanders{};
     I2cBus bus{timeline};
+    std::uint32_t writes_until_cut{};
+    std::function<void()> cut{};
 };
 
 Board::Parts::Parts(const Hardware &model, bool strapped_latching, std::function<std::int64_t()> now)
@@ -156,9 +158,20 @@ Reply Board::handle(const Request &request)
     case Device::relays:
         return parts_->chain.handle(request);
     case Device::i2c:
-        return parts_->bus.handle(request);
+        return loses_power_at(request) ? Reply{ENODEV, {}} : parts_->bus.handle(request);
     }
     return {ENODEV, {}}; // a number from a socket that names no device
+}
+
+bool Board::loses_power_at(const Request &request)
+{
+    if (parts_->writes_until_cut == 0 || !I2cBus::is_write(request) || --parts_->writes_until_cut > 0)
+        return false;
+    if (const auto cut = std::exchange(parts_->cut, {}))
+        cut();
+    else
+        power_loss();
+    return true;
 }
 
 const Hardware &Board::hardware() const
@@ -302,6 +315,17 @@ Sensors &Board::sensors()
 const Sensors &Board::sensors() const
 {
     return parts_->sensors;
+}
+
+void Board::cut_power_at_write(std::uint32_t nth, std::function<void()> cut)
+{
+    parts_->writes_until_cut = nth;
+    parts_->cut = std::move(cut);
+}
+
+std::uint32_t Board::writes_until_cut() const
+{
+    return parts_->writes_until_cut;
 }
 
 bool Board::set_fault(std::string_view name, bool on)

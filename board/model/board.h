@@ -70,6 +70,11 @@ class Board
     Sensors &sensors();
     const Sensors &sensors() const;
 
+    // The nth I2C write from now on does not happen: cut is called, which takes the power away with all that
+    // hangs on it (nothing: power_loss). 0 means none.
+    void cut_power_at_write(std::uint32_t nth, std::function<void()> cut = {});
+    std::uint32_t writes_until_cut() const;
+
     // Faults by name; set_fault returns false for a name that is not in fault_names().
     bool set_fault(std::string_view name, bool on);
     bool fault(std::string_view name) const;
@@ -79,6 +84,8 @@ class Board
     const Timeline &timeline() const;
 
   private:
+    bool loses_power_at(const Request &request);
+
     struct Parts;
     std::unique_ptr<Parts> parts_;
 };

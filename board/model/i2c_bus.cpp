@@ -44,6 +44,11 @@ void I2cBus::set_scan_answers(std::vector<std::uint8_t> addresses)
     scan_answers_.assign(addresses.begin(), addresses.end());
 }
 
+bool I2cBus::is_write(const Request &request)
+{
+    return request.number == request_write;
+}
+
 Reply I2cBus::handle(const Request &request)
 {
     switch (request.number) {

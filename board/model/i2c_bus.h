@@ -35,6 +35,7 @@ class I2cBus
     void corrupt_reads(bool on) { corrupt_ = on; } // every bit comes back inverted
 
     Reply handle(const Request &request);
+    static bool is_write(const Request &request);
 
   private:
     Reply transfer(const Request &request);

@@ -16,7 +16,7 @@ struct Event {
     std::int64_t time{};      // nanoseconds of the board's clock
     std::int32_t pid{};       // the process that caused it, 0 for the outside world
     std::string kind{};    // "relay", "led", "beeper", "gpio", "i2c", "input", "output", "sensor", "power",
-                           // "fault", "violation", "log"
+                           // "clock", "fault", "violation", "log"
     std::string subject{}; // "outlet 3", "line 45", "0xA0", "DO 1", ...
     std::string detail{};  // "closed", "lit", "write 1: 0F", ...
 };

@@ -26,10 +26,11 @@ usage_error() {
 # Debian 12 packages, one line a purpose.
 packages_for() {
     local build='g++ cmake ninja-build pkg-config liblmdb-dev nlohmann-json3-dev libcli11-dev
-                 libgtest-dev libgmock-dev libbenchmark-dev bubblewrap'
+                 libgtest-dev libgmock-dev libbenchmark-dev bubblewrap iproute2'
     local reports='esmtp snmp snmptrapd python3-aiosmtpd' # what an appliance reports with, and to
-    local test="$build $reports strace jq g++-mipsel-linux-gnu"
-    local peers='libssl-dev libglib2.0-dev' # encoders to measure beside
+    local listeners='tshark openssl psmisc' # what hears and checks an appliance on the network
+    local test="$build $reports $listeners strace jq spin g++-mipsel-linux-gnu qemu-user"
+    local peers='libssl-dev libglib2.0-dev libmd-dev nettle-dev' # encoders and digests to measure beside
     local lint="$build $peers clang-format clang-tidy cppcheck shellcheck pyflakes3"
     case $1 in
     demo) echo "$build $reports" ;;

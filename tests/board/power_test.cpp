@@ -154,6 +154,44 @@ TEST(Power, TheBoardControllerKeepsItsRegistersWithoutIt)
     EXPECT_EQ(board.read_i2c(0xA0, 736, 1).data, Bytes{0x99});
 }
 
+TEST(Power, CanGoAtAWriteOnTheI2cBusWhichThenDoesNotHappen)
+{
+    TestBoard board{2, latching};
+    board.cut_power_at_write(3);
+    EXPECT_EQ(board.write_i2c(0xA0, 272, {1}).error, 0);
+    EXPECT_EQ(board.read_i2c(0xA0, 4, 1).error, 0);
+    EXPECT_EQ(board.gpio(55, 1).error, 0);
+    EXPECT_EQ(board.write_i2c(0x34, 8, {0x10}).error, 0);
+    EXPECT_EQ(board.writes_until_cut(), 1U);
+    EXPECT_EQ(board.write_i2c(0xA0, 4, {9}).error, ENODEV);
+    EXPECT_FALSE(board.powered());
+    EXPECT_EQ(board.write_i2c(0xA0, 5, {1}).error, ENODEV);
+    EXPECT_EQ(board.read_i2c(0xA0, 4, 1).error, ENODEV);
+    EXPECT_EQ(board.open(Device::gpio, process), ENODEV);
+}
+
+TEST(Power, IsCutAtAWriteOnlyOnce)
+{
+    TestBoard board{2, latching};
+    board.cut_power_at_write(1);
+    board.write_i2c(0xA0, 4, {9});
+    board.power_up();
+    EXPECT_EQ(board.controller(4), 0);
+    EXPECT_EQ(board.write_i2c(0xA0, 4, {9}).error, 0);
+    EXPECT_EQ(board.controller(4), 9);
+    EXPECT_EQ(board.writes_until_cut(), 0U);
+}
+
+TEST(Power, IsCutByWhoKnowsWhatElseHangsOnIt)
+{
+    TestBoard board{2, latching};
+    int cuts = 0;
+    board.cut_power_at_write(1, [&] { ++cuts, board.power_loss(); });
+    EXPECT_EQ(board.write_i2c(0xA0, 4, {9}).error, ENODEV);
+    EXPECT_EQ(cuts, 1);
+    EXPECT_FALSE(board.powered());
+}
+
 TEST(Power, WhatItsLossDoesIsCausedByTheOutsideWorld)
 {
     TestBoard board{1, ordinary};

@@ -152,12 +152,14 @@ TEST(Wire, SurvivesAnyBytes)
     EXPECT_GT(understood, 1000);
 }
 
-TEST(Wire, FindsTheSocketByTheEnvironment)
+TEST(Wire, FindsTheSocketAndTheClockByTheEnvironment)
 {
     unsetenv("PLEXOR_BOARD_DIR");
     EXPECT_EQ(devices_socket(), "/run/plexor/devices.sock");
+    EXPECT_EQ(clock_file(), "/run/plexor/clock");
     setenv("PLEXOR_BOARD_DIR", "/tmp/board", 1);
     EXPECT_EQ(devices_socket(), "/tmp/board/devices.sock");
+    EXPECT_EQ(clock_file(), "/tmp/board/clock");
     unsetenv("PLEXOR_BOARD_DIR");
 }
 

@@ -2,73 +2,14 @@
 // What can be asked of a board, without its sockets.
 #include "board/daemon/commands.h"
 
-#include <gtest/gtest.h>
-
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "tests/system/processes.h"
+#include "tests/system/board_commands.h"
 
 namespace plexor::tests
 {
-
-using nlohmann::json;
-
-class BoardCommands : public ::testing::Test
-{
-  protected:
-    explicit BoardCommands(std::uint32_t code = 0x00C302)
-        : board_(board::hardware_by_code(code), true, [this] { return ++now_; })
-    {
-        EXPECT_TRUE(board::equip(appliance_));
-    }
-
-    json ask(const json &request) { return answer(appliance_, request.dump()).reply; }
-    json get(const std::string &key) { return ask({{"command", "get"}, {"key", key}}); }
-    json set(const std::string &key, const std::string &value)
-    {
-        return ask({{"command", "set"}, {"key", key}, {"value", value}});
-    }
-    json fault(const std::string &name, bool on)
-    {
-        return ask({{"command", "fault"}, {"name", name}, {"on", on}});
-    }
-
-    static json value(const std::string &text) { return {{"ok", true}, {"value", text}}; }
-    static json done() { return {{"ok", true}}; }
-    static json refused(const std::string &why) { return board::refusal_reply(why, true); }
-
-    void switch_relays(std::uint8_t first, std::uint8_t second)
-    {
-        for (const auto &[group, pattern] : {std::pair{0, first}, std::pair{4, second}}) {
-            board::Request request;
-            request.device = board::Device::relays;
-            request.number = 6;
-            request.data = {static_cast<std::uint8_t>(group), pattern, 0, 2, 8};
-            EXPECT_EQ(board_.handle(request).error, 0);
-        }
-    }
-
-    void write_io_controller(std::uint32_t reg, const std::vector<std::uint8_t> &bytes)
-    {
-        board::Request request;
-        request.device = board::Device::i2c;
-        request.number = 17;
-        request.address = 0x32;
-        request.reg = reg;
-        request.length = static_cast<std::uint32_t>(bytes.size());
-        request.data = bytes;
-        EXPECT_EQ(board_.handle(request).error, 0);
-    }
-
-    std::int64_t now_{};
-    ScratchFolder folder_{};
-    board::Store store_{folder_.path()};
-    board::Board board_;
-    int times_forgotten_{};
-    board::Appliance appliance_{board_, store_, [this] { ++times_forgotten_; }};
-};
 
 TEST_F(BoardCommands, AnEquippedBoardHasItsAddressAndModelIndexInFlash)
 {
@@ -221,16 +162,21 @@ TEST_F(BoardCommands, ParametersAreReadAndWrittenLive)
 
 TEST_F(BoardCommands, WrongKeysAreAnsweredWithTheRightOnes)
 {
-    const std::string to_get = "line.N, controller.N, iocontroller.N, di.N, do.N, current.N, temperature, "
-                               "voltage, drycontact, meter, "
-                               "ambient.WHAT, param.KEY, contacts, leds, offmask, power, beeper, model";
+    const std::string to_get =
+        "line.N, controller.N, iocontroller.N, di.N, do.N, current.N, temperature, "
+        "voltage, drycontact, meter, "
+        "ambient.WHAT, schedule.N, login, password, "
+        "power-loss-at-write, clock, clock-rate, param.KEY, contacts, leds, offmask, power, beeper, model";
     EXPECT_EQ(get("nothing"), refused("no key \"nothing\" to get; there are " + to_get));
     EXPECT_EQ(get("line"), refused("no key \"line\" to get; there are " + to_get));
     EXPECT_EQ(get("power.1"), refused("no key \"power.1\" to get; there are " + to_get));
     EXPECT_EQ(get("scan"), refused("no key \"scan\" to get; there are " + to_get));
-    EXPECT_EQ(set("contacts", "on"),
-              refused("no key \"contacts\" to set; there are line.N, controller.N, iocontroller.N, di.N, "
-                      "current.N, temperature, voltage, drycontact, meter, ambient.WHAT, param.KEY, scan"));
+    EXPECT_EQ(
+        set("contacts", "on"),
+        refused(
+            "no key \"contacts\" to set; there are line.N, controller.N, iocontroller.N, di.N, "
+            "current.N, temperature, voltage, drycontact, meter, ambient.WHAT, schedule.N, login, password, "
+            "power-loss-at-write, clock, clock-rate, param.KEY, scan"));
 }
 
 TEST_F(BoardCommands, EveryFaultCanBeSwitchedAndIsListed)
@@ -258,7 +204,7 @@ TEST_F(BoardCommands, TheEthernetAddressFaultErasesTheAddressAndItsEndBringsItBa
 TEST_F(BoardCommands, TheEthernetAddressFaultStaysAsItIsWhenTheStoreRefuses)
 {
     board::Store unreachable("/proc/no/such/folder");
-    board::Appliance broken{board_, unreachable};
+    board::Appliance broken{board_, unreachable, clock_};
     for (const bool on : {true, false}) {
         ASSERT_TRUE(board_.set_fault("ethernet-address", !on));
         const json request{{"command", "fault"}, {"name", "ethernet-address"}, {"on", on}};
@@ -420,7 +366,7 @@ TEST_F(BoardCommands, SensorsAreSampledAgainWhenThePowerIsBack)
 TEST_F(BoardCommands, AStoreThatRefusesASampleIsReported)
 {
     board::Store unreachable("/proc/no/such/folder");
-    board::Appliance broken{board_, unreachable};
+    board::Appliance broken{board_, unreachable, clock_};
     const json request{{"command", "set"}, {"key", "voltage"}, {"value", "1"}};
     EXPECT_EQ(answer(broken, request.dump()).reply,
               board::refusal_reply("the parameter store refused the sample", false));
@@ -459,6 +405,20 @@ TEST_F(IoBoard, ShowsItsDigitalInputsAndOutputs)
     EXPECT_EQ(shown.at("outputs").size(), 4U);
     EXPECT_EQ(shown.at("outputs").at(0), json::parse(R"({"output":1,"signal":"pulse train 5","pulses":5})"));
     EXPECT_EQ(shown.at("outputs").at(3), json::parse(R"({"output":4,"signal":"level 1","pulses":0})"));
+}
+
+TEST_F(IoBoard, HasADryContactThatIsSampledWhileThereIsPower)
+{
+    EXPECT_EQ(get("drycontact"), value("open"));
+    EXPECT_EQ(set("drycontact", "closed"), done());
+    EXPECT_EQ(get("param.sIICDi"), value("1")); // bit 0: a loopback
+    EXPECT_EQ(board_.timeline().events().back().subject, "drycontact");
+    ask({{"command", "power-loss"}});
+    EXPECT_EQ(set("drycontact", "open"), done());
+    EXPECT_EQ(get("param.sIICDi"), value(""));
+    ask({{"command", "power-up"}});
+    EXPECT_EQ(get("param.sIICDi"), value("0"));
+    EXPECT_EQ(set("drycontact", "ajar"), refused("drycontact takes open or closed"));
 }
 
 class UnknownBoard : public BoardCommands

@@ -389,10 +389,10 @@ TEST_F(BoardDaemon, PowerLossTakesSharedMemoryTheModbusLockAndPidFilesAway)
 
 TEST_F(BoardDaemon, TheBoardPutsItsIdentityIntoTheStore)
 {
-    start({"--model", "00c347"});
+    start({"--model", "00c347", "--serial", "0A0B0C"});
     board::Store store;
     EXPECT_EQ(store.get("IO_number"), "10");
-    EXPECT_EQ(store.ethernet_address(), (board::EthernetAddress{0x00, 0xC3, 0x47, 1, 2, 3}));
+    EXPECT_EQ(store.ethernet_address(), (board::EthernetAddress{0x00, 0xC3, 0x47, 10, 11, 12}));
 }
 
 TEST_F(BoardDaemon, WhatItSamplesIsSeenByOtherProcesses)
@@ -478,6 +478,8 @@ TEST_F(BoardDaemon, WrongOptionsAndPlacesAreRefused)
 {
     EXPECT_EQ(status_of(launch({"--model", "123456"})), 2);
     EXPECT_EQ(status_of(launch({"--model"})), 2);
+    EXPECT_EQ(status_of(launch({"--serial", "01020"})), 2);
+    EXPECT_EQ(status_of(launch({"--serial", "01020G"})), 2);
     EXPECT_EQ(status_of(launch({"--frobnicate"})), 2);
     EXPECT_EQ(status_of(launch({"--help"})), 0);
     unsetenv("PLEXOR_APPLIANCE");

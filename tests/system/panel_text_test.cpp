@@ -20,6 +20,8 @@ json small_board()
         "outlets": [{"outlet": 1, "live": true, "closed": true, "led": true},
                     {"outlet": 2, "live": false, "closed": false, "led": false}],
         "expanders": {}, "controller": [[1, 2]], "inputs": [], "outputs": [], "sensors": {}, "corrections": {},
+        "clock": {"time": "2026-11-21 23:59:50", "rate": 1, "driven": false},
+        "copies": {"marker": 0, "restore_marker": 0, "login": "", "password": "", "schedules": []},
         "offmask": "2", "faults": []})");
 }
 
@@ -70,6 +72,16 @@ TEST(PanelText, ShowsWhatAnEightOutletBoardHasBesides)
           "LED expanders       0x34 = 0D  0x36 = 0F", "faults              i2c-stuck  gpio-fails"})
         EXPECT_NE(picture.find(part), std::string::npos) << part << picture;
     expect_every_line_80_columns_wide(picture);
+}
+
+TEST(PanelText, ShowsAClockThatIsNotTheMachines)
+{
+    json shown = small_board();
+    shown["clock"]["driven"] = true;
+    EXPECT_NE(board::draw_panel(shown, false).find("clock               2026-11-21 23:59:50   "),
+              std::string::npos);
+    shown["clock"]["rate"] = 60;
+    EXPECT_NE(board::draw_panel(shown, false).find("23:59:50, runs 60 times as fast"), std::string::npos);
 }
 
 TEST(PanelText, ShowsDigitalInputsAndOutputsWhereThereAreAny)
@@ -128,13 +140,32 @@ TEST(PanelText, ABoardThatIsNotKnownHasNoOutlets)
 TEST(PanelText, ManyRegistersTakeAtMostFourRowsAndTheRestIsCounted)
 {
     json shown = small_board();
-    for (int reg = 256; reg < 1024; ++reg)
+    for (int reg = 256; reg < 1024; ++reg) // some of them are pages, and not listed here
         shown["controller"].push_back({reg, reg % 256});
     const std::string picture = board::draw_panel(shown, false);
     expect_every_line_80_columns_wide(picture);
     EXPECT_EQ(std::count(picture.begin(), picture.end(), '\n'), 13);
     const auto listed = std::count(picture.begin(), picture.end(), '[');
-    EXPECT_NE(picture.find(" " + std::to_string(769 - listed) + " more"), std::string::npos) << picture;
+    const auto in_pages = 2 + 2 * 32 + 5 * (35 + 31);
+    EXPECT_NE(picture.find(" " + std::to_string(769 - in_pages - listed) + " more"), std::string::npos)
+        << picture;
+}
+
+TEST(PanelText, ShowsWhatTheBoardControllerKeepsAsTexts)
+{
+    json shown = small_board();
+    shown["controller"] = json::parse("[[1,0],[4,9],[256,5],[272,48],[544,97]]");
+    shown["copies"] = json::parse(R"({"marker": 9, "restore_marker": 1, "login": "admin", "password": "",
+        "schedules": [{"record": "", "companion": ""},
+                      {"record": "02121030000000000000000000000000000", "companion": "001;000;000;000;000;000;000;000"}]})");
+    const std::string picture = board::draw_panel(shown, false);
+    for (const char *row : {"│ board controller    [1]=00   ",
+                            "│ copies              marker 9  restore marker 1  login admin   ",
+                            "│ schedule 1          02121030000000000000000000000000000   ",
+                            "│                     001;000;000;000;000;000;000;000   "})
+        EXPECT_NE(picture.find(row), std::string::npos) << row << picture;
+    EXPECT_EQ(picture.find("schedule 0"), std::string::npos);
+    expect_every_line_80_columns_wide(picture);
 }
 
 TEST(PanelText, AParameterCannotSendCodesToTheTerminalOrBreakTheFrame)

@@ -128,10 +128,53 @@ expect 1 "" "boardctl: no board answers at /none *" "$PLEXOR_BUILD/bin/boardctl"
 expect 1 "" "boardctl: the board has gone" in_appliance \
     'timeout 5 boardctl events --follow & sleep 0.3; kill -9 "$(pidof plexor-board)"; wait $!'
 
+# --- the appliance's clocks ---
+expect 0 $'2026-11-22\n00' "" in_appliance 'boardctl set clock "2026-11-21 23:59:50"; boardctl set clock-rate 100
+    sleep 10; date +%F; date +%H'
+expect 0 "60" "" in_appliance 'boardctl set clock-rate 60; boardctl get clock-rate'
+expect 0 "*clock *, runs 60 times as fast*" "" in_appliance 'boardctl set clock-rate 60; boardctl show'
+expect 2 "" "boardctl: clock-rate takes 1 to 1000" run boardctl set clock-rate 1001
+expect 2 "" "boardctl: clock takes a local date *" run boardctl set clock tomorrow
+
+# --- the appliance's network ---
+links=$(ip -br link)
+layout='ip -br -4 address; ip route get 255.255.255.255; ip -br link show eth2'
+expect 0 $'lo *127.0.0.1/8*br0 *UP *10.23.0.7/24*apcli0*10.24.0.7/24*dev br0*00:c3:47:01:02:09 *' "" \
+    run --model 00C347 --network --station 7 bash -c "$layout"
+expect 0 "*00:c3:02:01:02:03*" "" run --network ip -br link show br0
+expect 0 "$links" "" ip -br link
+expect 2 "" "plexor-run: --station takes 1 to 250" run --station 251 true
+
+# --- the way in while it runs ---
+run --folder "$scratch/named" bash -c 'until [[ -e /run/plexor/left ]]; do sleep 0.02; done
+    boardctl get param.key' >"$scratch/joined" &
+appliance=$!
+for ((i = 0; i < 500; i++)); do
+    [[ -S $scratch/named/control.sock ]] && break
+    sleep 0.02
+done
+expect 0 "" "" run --join "$scratch/named" boardctl set param.key joined
+expect 0 "$PWD" "" run --join "$scratch/named" pwd
+expect 1 "" "mkdir: *File exists" run --folder "$scratch/named" true
+expect 6 "" "" run --join "$scratch/named" sh -c 'exit 6'
+touch "$scratch/named/left"
+wait "$appliance"
+expect 0 "" "" test $? -eq 0
+expect 0 "joined" "" cat "$scratch/joined"
+expect 1 "" "plexor-run: no appliance runs in $scratch/named" run --join "$scratch/named" true
+
 # --- power loss ---
 expect 0 $'1;2\nempty' "" in_appliance 'boardctl set param.SPI_buf_1 f; plexorctl param set default_status_PX "1;2"
     plexorctl param commit; boardctl set param.SPI_buf_1 3; touch /var/run/cnt3.pid; boardctl power-loss
     boardctl get param.default_status_PX; [ -e /var/run/cnt3.pid ] || echo empty'
+
+expect 0 $'off 1 0\n01 00\nmains: lost' "" in_appliance 'boardctl set param.reflash 9; boardctl set power-loss-at-write 2
+    plexorctl i2c write 0xA0 272 1 >/dev/null 2>&1; plexorctl i2c write 0xA0 4 9 >/dev/null 2>&1
+    echo $(boardctl get power; boardctl get controller.272; boardctl get controller.4; boardctl get param.reflash)
+    plexorctl i2c read 0xA0 272 2 2>&1 | grep -q missing && boardctl power-up && plexorctl i2c read 0xA0 272 2
+    boardctl events | grep -o "mains: lost"'
+expect 0 "05$(printf %033d 7)" "" in_appliance 'boardctl set schedule.4 05$(printf %033d 7) && boardctl get schedule.4'
+expect 0 '*"login": "admin"*' "" in_appliance 'boardctl set login admin && boardctl show --json'
 
 # --- the programs of the appliance, and the way in from another terminal ---
 expect 0 "on off off off off off off off" "" in_appliance 'plexorctl outlet on 1 >/dev/null && boardctl get contacts'
