@@ -39,6 +39,7 @@
 #include <plexor/i2c.h>
 #include <plexor/indicator.h>
 #include <plexor/mail.h>
+#include <plexor/md5.h>
 #include <plexor/model.h>
 #include <plexor/params.h>
 #include <plexor/process.h>

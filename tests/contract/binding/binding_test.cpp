@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "tests/contract/appliance.h"
 
@@ -132,6 +133,9 @@ int ContorlgpioPower(unsigned, int)
     return taken_over<int>("ContorlgpioPower");
 }
 
+// Where programs and library share an object, a program's own is the one that both use.
+md5_context_state md5_context;
+
 namespace plexor::tests
 {
 namespace
@@ -198,6 +202,19 @@ TEST_F(Binding, TheLibraryWorksWithItsOwnFunctionsWithoutDevices)
     fail_open("/dev/gpio", ENOENT);
     standard_error_of([] { EXPECT_EQ(ContorlSpiAllPower(0xFF, ""), -1); });
     EXPECT_EQ(debug_print(), "Please insmod module spi_drv.o!\n");
+}
+
+TEST_F(Binding, TheLibraryDigestsInTheProgramsContext)
+{
+    unsigned char digest[16];
+    void *const library = dlopen("libplexor.so.0", RTLD_LAZY | RTLD_NOLOAD);
+    EXPECT_NE(dlsym(library, "md5_context"), &md5_context);
+    dlclose(library);
+    md5_init();
+    EXPECT_EQ(md5_context.state[0], 0x67452301U);
+    md5_final(digest);
+    EXPECT_EQ(std::memcmp(digest, "\xD4\x1D\x8C\xD9\x8F\x00\xB2\x04", 8), 0);
+    EXPECT_EQ(md5_context.state[0], 0xD98C1DD4U);
 }
 
 } // namespace
