@@ -41,6 +41,7 @@
 #include <plexor/mail.h>
 #include <plexor/md5.h>
 #include <plexor/model.h>
+#include <plexor/net.h>
 #include <plexor/params.h>
 #include <plexor/process.h>
 #include <plexor/relay.h>
