@@ -22,6 +22,7 @@
 #include <plexor/plexor.h>
 
 #include "bench/stand_in.h"
+#include "bench/ticking.h"
 
 namespace plexor::bench
 {
@@ -98,6 +99,9 @@ const std::map<std::string, Case> &cases()
         {"switch-one-outlet", {[] { prepare_switching("0"); }, [] { ContorlSpiPower(2, 1); }}},
         {"switch-one-outlet-notified", {[] { prepare_switching("1"); }, [] { ContorlSpiPower(2, 1); }}},
         {"set-power-by-idx", {prepare_full_switching, [] { SetPowerByIdx(2, 1, "web"); }}},
+        {"tick-idle", {[] { prepare_ticking(0); }, [] { snmppowercycle(); }}},
+        {"tick-1-cycle", {[] { prepare_ticking(1); }, [] { snmppowercycle(); }}},
+        {"tick-8-cycles", {[] { prepare_ticking(8); }, [] { snmppowercycle(); }}},
         {"base64-file",
          {rewind_picture, [] { KBase64EncodeFile(picture().fd, picture().lines, picture_size); }}},
     };

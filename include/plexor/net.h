@@ -18,6 +18,9 @@
  * be opened they perror("/proc/net/route") and print "INET (IPv4) not configured in this system.\n". A route
  * counts when it is one through a gateway, be it the default route or not.
  *
+ * A name that is null is asked for as an empty one, which no interface has; net_start_dhcpcd gives the
+ * program no name then. Where another argument is null, -1 is returned without a message.
+ *
  * The setters of addresses and gateways share one socket address, so two threads must not call them at once.
  */
 #ifndef PLEXOR_NET_H
@@ -105,7 +108,7 @@ PLEXOR_API int net_set_netmask(const char *name, unsigned netmask);
  *
  * @param name     interface
  * @param address  receives 6 bytes; untouched after a failure
- * @return 0, or -1 (SIOCGIFHWADDR; null gives -1 and no message).
+ * @return 0, or -1 (SIOCGIFHWADDR).
  */
 PLEXOR_API int net_get_hwaddr(const char *name, unsigned char *address);
 
@@ -212,8 +215,8 @@ PLEXOR_API int net_disable_dhcpcd(void);
  *
  * @param name  interface
  * @param info  filled in the order ifaddr, netmask, hwaddr, gateway, dns
- * @return 0, or -1 (SIOCGIFADDR, SIOCGIFNETMASK, SIOCGIFHWADDR; null gives -1 and no message): fields before
- *         the one that failed are filled.
+ * @return 0, or -1 (SIOCGIFADDR, SIOCGIFNETMASK, SIOCGIFHWADDR): fields before the one that failed are
+ *         filled.
  *
  * Prints "ifaddr=0x%x\n", "netmask=0x%x\n", "hwaddr=%02x:%02x:%02x:%02x:%02x:%02x\n" and "gateway=0x%x\n",
  * each when it is known, and what net_get_gateway and net_get_dns print.

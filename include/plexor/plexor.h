@@ -34,6 +34,8 @@
 
 #include <plexor/alert.h>
 #include <plexor/companion.h>
+#include <plexor/cycle.h>
+#include <plexor/datagram.h>
 #include <plexor/dio.h>
 #include <plexor/gpio.h>
 #include <plexor/i2c.h>
@@ -42,6 +44,7 @@
 #include <plexor/md5.h>
 #include <plexor/model.h>
 #include <plexor/net.h>
+#include <plexor/off_delay.h>
 #include <plexor/params.h>
 #include <plexor/process.h>
 #include <plexor/relay.h>

@@ -66,18 +66,18 @@ void store(const Word *words, std::size_t count, unsigned char *to)
         reinterpret_cast<AnyWord *>(to)[i].value = little_endian(words[i]);
 }
 
-// Adds a round's function of b, c and d to sum. Each step waits for the b of the step before it, so b comes in
-// as late as can be: in the second round the two halves share no bit, and adding them spares it the "or".
-template <unsigned Round>
+// Adds a round's function of b, c and d to sum. Each step waits for the b of the step before it, so b comes
+// in as late as can be: in the second round the two halves share no bit, and adding them spares it the "or".
+template <unsigned I>
 inline Word add_mixed(Word sum, Word b, Word c, Word d)
 {
-    if constexpr (Round == 0)
+    if constexpr (I == 0)
         return sum + (d ^ (b & (c ^ d)));
-    if constexpr (Round == 1)
+    if constexpr (I == 1)
         return sum + (c & ~d) + (b & d);
-    if constexpr (Round == 2)
+    if constexpr (I == 2)
         return sum + (b ^ (c ^ d));
-    if constexpr (Round == 3)
+    if constexpr (I == 3)
         return sum + (c ^ (b | ~d));
 }
 

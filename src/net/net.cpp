@@ -62,9 +62,10 @@ Descriptor open_socket()
 // All of the name or its first 16 characters, then without a terminator, as the kernel has it.
 void put_name(ifreq &request, const char *name)
 {
-    const std::size_t length = name == nullptr ? 0 : strnlen(name, sizeof request.ifr_name);
+    if (name == nullptr)
+        name = "";
     std::memset(request.ifr_name, 0, sizeof request.ifr_name);
-    std::memcpy(request.ifr_name, name == nullptr ? "" : name, length);
+    std::memcpy(request.ifr_name, name, strnlen(name, sizeof request.ifr_name));
 }
 
 ifreq request_for(const char *name)
@@ -81,7 +82,7 @@ unsigned address_in(const sockaddr &address)
     return internet.sin_addr.s_addr;
 }
 
-// The template of every address that is set; it keeps the last one.
+// The template of every address that is set: family, port and padding stay, and so does the last address.
 const sockaddr_in &internet_address(unsigned address)
 {
     static sockaddr_in kept{AF_INET, 0, {0}, {}};
@@ -121,7 +122,7 @@ int change_flags(const char *name, Change change, const FlagMessages &messages)
     ifreq request = request_for(name);
     if (!socket || ask(socket, SIOCGIFFLAGS, &request, messages.get) < 0)
         return -1;
-    put_name(request, name);
+    put_name(request, name); // the kernel may have written it
     request.ifr_flags = static_cast<short>(change(static_cast<unsigned short>(request.ifr_flags)));
     return ask(socket, SIOCSIFFLAGS, &request, messages.set);
 }
@@ -415,7 +416,7 @@ unsigned net_get_dns(void)
     Characters text(file.get());
     char address[256];
     if (!scan_name_server(text, address)) {
-        file.release(); // stays open, as ever
+        file.release(); // stays open: programs were written around the descriptor that this costs
         printf("net_get_dns: scan fail!\n");
         return complain_about_reading();
     }
@@ -426,6 +427,7 @@ unsigned net_get_dns(void)
 
 int net_start_dhcpcd(const char *name)
 {
+    // vfork: callers are large and the memory is small. The child does little but become the program.
     const pid_t child = vfork();
     if (child == 0) {
         execlp(dhcp_client, dhcp_client, name, static_cast<char *>(nullptr));

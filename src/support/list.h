@@ -12,7 +12,7 @@
 namespace plexor
 {
 
-// The longest list has 511 characters; every list is read and built in a buffer of this size.
+// The longest list has 511 characters. Lists that are known to be shorter have smaller buffers.
 inline constexpr std::size_t list_size = 512;
 using ListBuffer = char[list_size];
 
@@ -42,6 +42,16 @@ inline int take_int(const char *&text)
     while (!ends_field(*text))
         ++text;
     return plain ? static_cast<int>(value) : std::atoi(field);
+}
+
+// The n-th field from 1 that is not empty, in a list that is cut up for it; null when there are fewer.
+inline char *nth_filled_field(char *list, unsigned n)
+{
+    char *rest = nullptr;
+    char *field = strtok_r(list, ";", &rest);
+    while (field != nullptr && --n != 0)
+        field = strtok_r(nullptr, ";", &rest);
+    return field;
 }
 
 } // namespace plexor

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The number that a small file holds.
+// Small files read character by character, and the number that one holds.
 #pragma once
 
 #include <unistd.h>

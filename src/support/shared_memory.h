@@ -17,7 +17,7 @@ class Attachment
 {
   public:
     Attachment() = default;
-    explicit Attachment(int id) : address_(::shmat(id, nullptr, 0)) {}
+    explicit Attachment(int id, int flags = 0) : address_(::shmat(id, nullptr, flags)) {}
     Attachment(Attachment &&other) noexcept : address_(std::exchange(other.address_, failed())) {}
     Attachment(const Attachment &) = delete;
     Attachment &operator=(const Attachment &) = delete;

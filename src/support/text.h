@@ -45,6 +45,11 @@ constexpr bool is_space(char c)
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
+constexpr bool is_control(char c)
+{
+    return static_cast<unsigned char>(c) < ' ' || c == '\x7f';
+}
+
 constexpr bool is_digit(char c)
 {
     return c >= '0' && c <= '9';

@@ -28,12 +28,19 @@ constexpr std::uint32_t milliseconds(MonotonicTime time)
            static_cast<std::uint32_t>(time.nanoseconds / 1'000'000);
 }
 
-// All zeros for a time that no calendar has.
-inline tm local_time(time_t time)
+// All zeros for a time that no calendar has. In the time zone that the process has known since it began or
+// last called tzset.
+inline tm local_time_as_known(time_t time)
 {
     tm local{};
-    tzset(); // the time zone may have been changed since this process began
     return localtime_r(&time, &local) == nullptr ? tm{} : local;
+}
+
+// In the time zone of now, which takes a heap block to find out.
+inline tm local_time(time_t time)
+{
+    tzset();
+    return local_time_as_known(time);
 }
 
 } // namespace plexor
