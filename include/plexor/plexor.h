@@ -37,6 +37,7 @@
 #include <plexor/cycle.h>
 #include <plexor/datagram.h>
 #include <plexor/dio.h>
+#include <plexor/dry_contact.h>
 #include <plexor/gpio.h>
 #include <plexor/i2c.h>
 #include <plexor/indicator.h>
@@ -48,6 +49,7 @@
 #include <plexor/params.h>
 #include <plexor/process.h>
 #include <plexor/relay.h>
+#include <plexor/schedule.h>
 #include <plexor/sense.h>
 #include <plexor/switching.h>
 #include <plexor/trap.h>
