@@ -183,7 +183,7 @@ void walk_gateways(const Descriptor &routes, const char *name, Use use)
 void delete_gateways(const Descriptor &routes, const char *name)
 {
     constexpr std::size_t most = 256;
-    unsigned gateways[most];
+    unsigned gateways[most] = {};
     std::size_t count = 0;
     const auto flush = [&] {
         for (std::size_t i = 0; i < count; ++i)

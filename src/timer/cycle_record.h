@@ -55,7 +55,7 @@ class Fields
 
   private:
     List copy_;
-    const char *fields_[2 * max_outlets]; // as many as the longest list has
+    const char *fields_[2 * max_outlets] = {}; // as many as the longest list has
 };
 
 inline void append_number(TextBuilder &list, int number)
