@@ -6,9 +6,19 @@
 # shellcheck source=script/lib/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
+tell() { printf '%s$ %s%s\n' "$dim" "$*" "$plain"; }
+
 run() {
-    printf '%s$ %s%s\n' "$dim" "$*" "$plain"
+    tell "$@"
     "$@"
 }
 
 step() { printf '\n%s%s%s\n' "$bold" "$*" "$plain"; }
+
+await() { # COMMAND...: until it succeeds
+    for ((i = 0; i < 1000; ++i)); do
+        ! "$@" || return 0
+        sleep 0.01
+    done
+    die "in vain: $*"
+}

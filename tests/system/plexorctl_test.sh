@@ -23,14 +23,14 @@ help_at_each_level() {
     done
     prints 'plexorctl [0-9]*.[0-9]*.[0-9]*' plexorctl --version
     json '.version | test("^[0-9.]+$")' --version
-    json '(.commands | length) == 28 and ([.options[].name] | index("json") != null)' --help
+    json '(.commands | length) == 39 and ([.options[].name] | index("json") != null)' --help
     prints 'plexord [0-9]*.[0-9]*.[0-9]*' plexord --version
     prints '*plexord*--boot*' plexord --help
     usage "unknown command 'foo'; accepted: info, outlet, *" foo --help
 }
 
 help_tells_once_which_commands_take_an_option() {
-    prints '*--watch *interrupted (sensor)*--source *journal (outlet on, outlet off)*--body *mail (mail test)*' \
+    prints '*--watch *interrupted (cycles, sensor)*--source *journal (outlet on, outlet off)*--body *mail (mail test)*' \
         plexorctl --help
     run plexorctl --help mail test
     [[ $out == *'recipients, not the stored ones'* && $out != *'(mail test'* ]] || wrong 'the help of a command is short'
@@ -55,10 +55,10 @@ help_tells_how_outlets_and_numbers_are_written_where_there_are_any() {
 }
 
 wrong_words_are_told_in_one_line() {
-    usage 'a command is missing; accepted: info, outlet, led, *, journal, param; see plexorctl --help'
+    usage 'a command is missing; accepted: info, outlet, cycles, *, net, led, *, journal, param; see plexorctl --help'
     usage "unknown command 'help'; accepted: info, outlet, *, param; see plexorctl --help" help
     usage "unknown command 'foo'; accepted: info, *" foo
-    usage 'outlet needs another word; accepted: list, on, off, all, set, default' outlet
+    usage 'outlet needs another word; accepted: list, on, off, all, set, default, cycle' outlet
     usage "unknown command 'outlet foo'; accepted after outlet: list, *" outlet foo
     usage '0 arguments given; accepted: plexorctl outlet on N...' outlet on
     usage '9 arguments given; accepted: plexorctl outlet on N...' outlet on 1 2 3 4 5 6 7 8 9
@@ -71,13 +71,13 @@ wrong_words_are_told_in_one_line() {
     usage '1 argument given; accepted: plexorctl info' info now
     usage "'--foo' is no option; accepted: --json, *" --foo
     usage "'-x' is no option; accepted: --json, *" outlet list -jx
-    usage '--watch does not go with this command; accepted with: sensor' --watch info
+    usage '--watch does not go with this command; accepted with: cycles, sensor' --watch info
     usage '--source does not go with this command; accepted with: outlet on, outlet off' outlet all on -s web
     usage '--to does not go with this command; accepted with: mail test' trap test --to a@b
     usage "'--json=1' is no option; accepted: --json, *" --json=1 info
     usage "'-5' is no option, and no value is negative; put -- before *" param set Login -5
     usage "'1?2' is no outlet; accepted: 1 to 8" outlet on $'1\n2'
-    refused 2 'plexord: usage: *' plexord
+    refused 2 'plexord: usage: *' plexord --boot --foreground
     refused 2 'plexord: usage: *' plexord --foo
     refused 2 'plexord: usage: *' plexord --boot now
 }
@@ -172,6 +172,7 @@ eight_latching_outlets() {
     start_up_states_of_eight
     indicators_of_eight
     sensors_of_eight
+    readings_are_watched
     buses
     failures_of_eight
 }
@@ -245,11 +246,15 @@ sensors_of_eight() {
         sensor
     json 'del(.outlets) == {all_outlets_amperes: null, celsius: 25, volts: 222, humidity_percent: null}' sensor
     prints $'Outlet 1     4.93 A\n*Outlet 8     0.12 A\nTemperature  25.0 C\nVoltage      222 V' plexorctl sensor
-    run timeout --signal=INT 2.5 plexorctl --json --watch sensor
-    local volts
-    volts=$(jq -r .volts <<<"$out")
-    [[ $status -eq 124 && ! $err && ($volts == $'222\n222' || $volts == $'222\n222\n222') ]] ||
-        wrong 'readings are shown every second, until interrupted'
+}
+
+readings_are_watched() {
+    tell_board set clock-rate 20
+    run timeout 60 bash -c 'plexorctl --json --watch sensor | head -3'
+    [[ ! $err && $(jq -r .volts <<<"$out") == $'222\n222\n222' ]] || wrong 'readings are shown every second'
+    tell_board set clock-rate 1
+    a_watch_ends_by INT '*Voltage      222 V' sensor
+    a_watch_ends_by TERM '*Voltage      222 V' sensor
 }
 
 buses() {

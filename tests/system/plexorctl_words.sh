@@ -83,6 +83,33 @@ fails() { # TEXT ARGUMENT...
     refused 1 "plexorctl: $text" plexorctl "$@"
 }
 
+# Until a command succeeds; the time that it may take is far beyond what any machine needs.
+await() { # COMMAND...
+    local i
+    checks=$((checks + 1))
+    for ((i = 0; i < 3000; ++i)); do
+        ! "$@" >/dev/null 2>&1 || return 0
+        /bin/sleep 0.02
+    done
+    wrong "in vain: $*"
+}
+
+# Shows something that ends so (a pattern), and ends without a failure.
+a_watch_ends_by() { # SIGNAL TEXT ARGUMENT...
+    local signal=$1 text=$2 watch
+    shift 2
+    rm -f "$scratch/watch"
+    plexorctl "$@" --watch >"$scratch/watch" 2>"$scratch/error" &
+    watch=$!
+    await test -s "$scratch/watch"
+    kill -s "$signal" "$watch"
+    wait "$watch"
+    status=$? out=$(<"$scratch/watch") err=$(<"$scratch/error")
+    checks=$((checks + 1))
+    # shellcheck disable=SC2053
+    [[ $status -eq 0 && ! $err && $out == $text ]] || wrong "a watch ends by $signal: $*"
+}
+
 tell_board() { # WORD... of boardctl
     run boardctl "$@"
     [[ $status -eq 0 ]] || wrong "boardctl $*"
@@ -114,9 +141,10 @@ inside() { # SCENARIO...
     [[ $checks -gt 0 && $failures -eq 0 ]]
 }
 
-on_a() { # MODEL RELAYS SCENARIO...
+on_a() { # MODEL RELAYS[+network] SCENARIO...
     local options=(--model "$1")
-    [[ $2 == latching ]] && options+=(--latching)
+    [[ $2 == latching* ]] && options+=(--latching)
+    [[ $2 == *+network ]] && options+=(--network)
     shift 2
     "$words/../../board/plexor-run" "${options[@]}" -- bash "$(realpath "$0")" --inside "$@" ||
         failures=$((failures + 1))

@@ -19,10 +19,18 @@ struct Context {
     bool watch;
     bool direct;
     bool snapshot;
+    bool on_first;
+    bool yes;
+    bool up;
+    bool down;
     char *source;
     char *to;
     char *subject;
     char *body;
+    char *address;
+    char *netmask;
+    char *gateway;
+    char *dns;
 };
 
 // What a command's arguments hold, for which help has a sentence.
@@ -51,7 +59,7 @@ struct Option {
 
 std::span<const Command> commands();
 
-constexpr std::size_t option_count = 11; // the table does not compile with another one
+constexpr std::size_t option_count = 19; // the table does not compile with another one
 std::span<const Option, option_count> options();
 
 // commands_info.cpp
@@ -63,6 +71,22 @@ int outlet_off(const Context &context);
 int outlet_all(const Context &context);
 int outlet_set(const Context &context);
 int outlet_default(const Context &context);
+// commands_cycle.cpp
+int outlet_cycle(const Context &context);
+int cycles(const Context &context);
+// commands_peer.cpp
+int off_delay(const Context &context);
+int wol(const Context &context);
+// commands_schedule.cpp
+int schedule_list(const Context &context);
+int schedule_write(const Context &context);
+int schedule_delete(const Context &context);
+int schedule_restore(const Context &context);
+// commands_reset.cpp
+int factory_reset(const Context &context);
+// commands_net.cpp
+int net_show(const Context &context);
+int net_set(const Context &context);
 // commands_indicator.cpp
 int led_outlet(const Context &context);
 int led_all(const Context &context);

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <plexor/cycle.h>
+
 #include "tools/plexorctl/command.h"
 
 namespace plexor::ctl
@@ -6,7 +8,8 @@ namespace plexor::ctl
 namespace
 {
 
-static_assert(most_bytes_read == 64 && most_bytes_written == 132, "the summaries tell these numbers");
+static_assert(most_bytes_read == 64 && most_bytes_written == 132 && PLEXOR_CYCLE_LONGEST == 9999,
+              "the summaries tell these numbers");
 
 constexpr Option all_options[] = {
     {"json", 'j', "", true, "print the result as one line of JSON"},
@@ -18,6 +21,14 @@ constexpr Option all_options[] = {
     {"subject", 'S', "TEXT", false, "subject of the mail"},
     {"body", 'b', "TEXT", false, "text of the mail"},
     {"snapshot", 'p', "", false, "attach the camera's latest picture"},
+    {"on-first", 'o', "", false, "switch the outlet on first, and off in the end"},
+    {"yes", 'y', "", false, "do it without asking"},
+    {"address", 'a', "A.B.C.D", false, "address of the interface"},
+    {"netmask", 'm', "A.B.C.D", false, "netmask of the interface"},
+    {"gateway", 'g', "A.B.C.D", false, "the only gateway of the interface"},
+    {"dns", 'n', "A.B.C.D", false, "the only name server"},
+    {"up", 'u', "", false, "bring the interface up"},
+    {"down", 'D', "", false, "take the interface down"},
     {"help", 'h', "", true, "explain plexorctl or the command given (as JSON: the command table)"},
     {"version", 'V', "", true, "print the version"},
 };
@@ -44,6 +55,53 @@ constexpr Command all_commands[] = {
      "STATE is off, on, or last (as before the power loss; not on boards with GPIO-driven\n"
      "relays); one for each outlet, or one for all.\n",
      outlet_default},
+    {"outlet", "cycle", "N SECONDS", 2, 2, "switch outlet N off, and on again after 1 to 9999 seconds",
+     "plexord switches it back. An outlet that is cycling cannot be cycled again, which would\n"
+     "abandon every running cycle. One that would end after midnight starts over at midnight,\n"
+     "and does not end by itself.\n",
+     outlet_cycle, Numbers::outlets, "o"},
+
+    {"cycles", "", "", 0, 0, "show the power cycle of every outlet",
+     "With --watch they are shown every second, in place on a terminal.\n", cycles, Numbers::none, "w"},
+
+    {"off-delay", "", "N", 1, 1, "switch outlet N off after its off delay, and tell the network before",
+     "The delay is the outlet's field of the parameter OFFDelay_PX, where fields that are empty\n"
+     "do not count; plexord counts it down. Nothing is switched in the end unless the parameter\n"
+     "wol_sol_trigger is 1. A delay that is counting already is not prolonged.\n",
+     off_delay, Numbers::outlets},
+
+    {"wol", "", "N", 1, 1, "wake the computer behind outlet N",
+     "Its Ethernet address is the outlet's field of the parameter WakeOnLan_PX, where fields that\n"
+     "are empty do not count. Whether the packet arrives is not known here.\n",
+     wol, Numbers::outlets},
+
+    {"schedule", "list", "", 0, 0, "list the schedule records, and whether their copies agree",
+     "Records are numbered 0 to 29. The board controller keeps a copy of the first five, which\n"
+     "survives a reset of the parameters.\n",
+     schedule_list},
+    {"schedule", "write", "N RECORD [COMPANION]", 2, 3, "store schedule record N, and its copy",
+     "RECORD has 33 characters, or 35 with the record's number plus one in two digits before\n"
+     "them. COMPANION is 8 fields of 3 characters with \";\" between them; without it, an empty\n"
+     "one is stored.\n",
+     schedule_write, Numbers::plain},
+    {"schedule", "delete", "N", 1, 1, "delete schedule record N; later ones move down", "", schedule_delete,
+     Numbers::plain},
+    {"schedule", "restore", "", 0, 0, "bring schedules back after a reset of the parameters",
+     "The administrator's name and password come back as well, where they were copied.\n", schedule_restore},
+
+    {"factory-reset", "", "", 0, 0, "switch every outlet off and empty the copies of schedules",
+     "The board controller's outlet states and copies of schedules are emptied. Its copies of the\n"
+     "administrator's name and password stay, and a later schedule restore can bring them back.\n"
+     "The parameters stay as they are. It is asked for, on a terminal, unless --yes is given.\n",
+     factory_reset, Numbers::none, "y"},
+
+    {"net", "show", "[INTERFACE]", 0, 1, "show address, gateway and name server",
+     "INTERFACE is br0 unless given.\n", net_show},
+    {"net", "set", "[INTERFACE]", 0, 1, "set addresses, and take the interface up or down",
+     "INTERFACE is br0 unless given. Every value is looked at before anything is changed. The\n"
+     "kernel gives a new address the netmask of its class unless --netmask is given, and takes\n"
+     "routes away with the old one. Nothing is kept over a restart.\n",
+     net_set, Numbers::none, "amgnuD"},
 
     {"led", "outlet", "N on|off", 2, 2, "light or darken the LED of outlet N", "", led_outlet,
      Numbers::outlets},

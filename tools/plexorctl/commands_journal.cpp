@@ -11,6 +11,7 @@
 #include "tools/plexorctl/command.h"
 #include "tools/plexorctl/journal.h"
 #include "tools/plexorctl/json.h"
+#include "tools/plexorctl/tame.h"
 #include "tools/support/board.h"
 #include "tools/support/console.h"
 
@@ -67,13 +68,6 @@ int load(Contents &contents)
 }
 
 // --- text ---
-
-// What a writer put into the journal must not move the cursor of whoever reads it.
-void print_tame(std::string_view text)
-{
-    for (const char c : text)
-        std::fputc(static_cast<unsigned char>(c) < ' ' || c == '\x7f' ? '?' : c, results());
-}
 
 void print_latest(std::uint32_t seconds)
 {

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstring>
-#include <fcntl.h>
 
 #include <plexor/params.h>
 #include <plexor/relay.h>
 #include <plexor/switching.h>
 
 #include "nvram.h"
-#include "support/descriptor.h"
 #include "tools/plexorctl/command.h"
 #include "tools/plexorctl/json.h"
 #include "tools/plexorctl/outlet_words.h"
@@ -28,10 +26,10 @@ struct Wish {
     unsigned on;
 };
 
-void report(const Context &context, unsigned shown, const char *const (&words)[most_outlets])
+void report(const Context &context, unsigned shown, const char *const (&words)[max_outlets])
 {
     if (!context.json) {
-        for (unsigned index = 0; index < most_outlets; ++index) {
+        for (unsigned index = 0; index < max_outlets; ++index) {
             if ((shown >> index & 1U) != 0)
                 std::fprintf(results(), "Outlet %u  %s\n", index + 1, words[index]);
         }
@@ -39,7 +37,7 @@ void report(const Context &context, unsigned shown, const char *const (&words)[m
     }
     Json json(results());
     json.begin_array("outlets");
-    for (unsigned index = 0; index < most_outlets; ++index) {
+    for (unsigned index = 0; index < max_outlets; ++index) {
         if ((shown >> index & 1U) == 0)
             continue;
         json.begin_object();
@@ -51,8 +49,8 @@ void report(const Context &context, unsigned shown, const char *const (&words)[m
 
 void report_states(const Context &context, unsigned shown, const States &states)
 {
-    const char *words[most_outlets];
-    for (unsigned index = 0; index < most_outlets; ++index)
+    const char *words[max_outlets];
+    for (unsigned index = 0; index < max_outlets; ++index)
         words[index] = on_or_off(states[index]);
     report(context, shown, words);
 }
@@ -73,14 +71,9 @@ int confirm(const Context &context, const Board &board, const Wish &wish)
     return done;
 }
 
-int relays_missing()
-{
-    return failure("the outlets were not switched: /dev/spiS0 is missing");
-}
-
 bool switch_by_index(const Wish &wish)
 {
-    for (unsigned index = 0; index < most_outlets; ++index) {
+    for (unsigned index = 0; index < max_outlets; ++index) {
         const int value = static_cast<int>(wish.on >> index & 1U);
         if ((wish.touched >> index & 1U) != 0 && ContorlSpiPower(static_cast<int>(index), value) != 1)
             return false;
@@ -92,7 +85,7 @@ bool switch_by_index(const Wish &wish)
 // records them as on.
 bool switch_together(const Wish &wish, States states)
 {
-    for (unsigned index = 0; index < most_outlets; ++index) {
+    for (unsigned index = 0; index < max_outlets; ++index) {
         if ((wish.touched >> index & 1U) != 0)
             states[index] = static_cast<int>(wish.on >> index & 1U);
     }
@@ -117,21 +110,9 @@ std::optional<unsigned> parse_outlets(std::span<char *const> words, const Board 
     return outlets;
 }
 
-// The library tells everybody of a switch before anybody could see that there are no relays, and it records
-// the wish as the state.
-bool relays_answer(const Board &board)
-{
-    if (board.has_gpio_relays())
-        return gpio_answers();
-    if (Descriptor(open("/dev/spiS0", O_RDONLY | O_CLOEXEC)))
-        return true;
-    relays_missing();
-    return false;
-}
-
 void switch_and_tell(const Wish &wish, const char *source)
 {
-    for (unsigned index = 0; index < most_outlets; ++index) {
+    for (unsigned index = 0; index < max_outlets; ++index) {
         if ((wish.touched >> index & 1U) != 0)
             SetPowerByIdx(index, static_cast<int>(wish.on >> index & 1U), source);
     }
@@ -210,15 +191,15 @@ const char *defaults_key(const Board &board)
 States read_defaults(const Board &board)
 {
     States states{};
-    RdNvram_N_Param_int(defaults_key(board), most_outlets, states.data());
+    RdNvram_N_Param_int(defaults_key(board), max_outlets, states.data());
     return states;
 }
 
 int show_defaults(const Context &context, const Board &board, const States &states)
 {
     const int known = board.has_gpio_relays() ? 2 : 3;
-    const char *words[most_outlets];
-    for (unsigned index = 0; index < most_outlets; ++index) {
+    const char *words[max_outlets];
+    for (unsigned index = 0; index < max_outlets; ++index) {
         const bool acted_on = states[index] >= 0 && states[index] < known;
         words[index] = acted_on ? default_words[states[index]] : "untouched";
     }

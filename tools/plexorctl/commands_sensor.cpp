@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <unistd.h>
-
 #include <plexor/sense.h>
 
 #include "tools/plexorctl/command.h"
 #include "tools/plexorctl/json.h"
+#include "tools/plexorctl/watch.h"
 #include "tools/support/board.h"
 #include "tools/support/console.h"
 
@@ -14,7 +13,7 @@ namespace
 {
 
 struct Reading {
-    float amperes[most_outlets]; // the first alone with an external meter
+    float amperes[max_outlets]; // the first alone with an external meter
     float volts;
     std::optional<float> celsius;
     std::optional<float> humidity;
@@ -32,7 +31,7 @@ Reading take_reading(const Model &fittings)
     return reading;
 }
 
-void print_json(const Board &board, const Reading &reading)
+int print_json(const Board &board, const Reading &reading)
 {
     const bool together = board.fittings().external_meter;
     Json json(results());
@@ -53,12 +52,14 @@ void print_json(const Board &board, const Reading &reading)
     json.decimal("celsius", reading.celsius, 1);
     json.decimal("volts", reading.volts, 0);
     json.decimal("humidity_percent", reading.humidity, 1);
+    return 1;
 }
 
-void print_text(const Board &board, const Reading &reading)
+int print_text(const Board &board, const Reading &reading)
 {
     FILE *out = results();
-    if (board.fittings().external_meter) {
+    const bool together = board.fittings().external_meter;
+    if (together) {
         std::fprintf(out, "All outlets  %.1f A\n", double{reading.amperes[0]});
     } else {
         for (unsigned index = 0; index < board.outlets; ++index)
@@ -69,6 +70,15 @@ void print_text(const Board &board, const Reading &reading)
     std::fprintf(out, "Voltage      %.0f V\n", double{reading.volts});
     if (reading.humidity)
         std::fprintf(out, "Humidity     %.1f %%\n", double{*reading.humidity});
+    return (together ? 1 : static_cast<int>(board.outlets)) + (reading.celsius ? 1 : 0) + 1 +
+           (reading.humidity ? 1 : 0);
+}
+
+// How many lines.
+int show_reading(const Context &context, const Board &board)
+{
+    const Reading reading = take_reading(board.fittings());
+    return context.json ? print_json(board, reading) : print_text(board, reading);
 }
 
 } // namespace
@@ -78,18 +88,7 @@ int sensor(const Context &context)
     const std::optional<Board> board = booted_board();
     if (!board)
         return failed;
-    for (;;) {
-        const Reading reading = take_reading(board->fittings());
-        if (context.json)
-            print_json(*board, reading);
-        else
-            print_text(*board, reading);
-        if (!context.watch || std::fflush(results()) != 0)
-            return done; // a result that cannot be written is told at the end
-        sleep(1);
-        if (!context.json)
-            std::fputc('\n', results());
-    }
+    return show_or_watch(context, [&] { return show_reading(context, *board); });
 }
 
 } // namespace plexor::ctl

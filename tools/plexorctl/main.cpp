@@ -180,10 +180,18 @@ Context context_of(const Line &line)
             .watch = line.has('w'),
             .direct = line.has('d'),
             .snapshot = line.has('p'),
+            .on_first = line.has('o'),
+            .yes = line.has('y'),
+            .up = line.has('u'),
+            .down = line.has('D'),
             .source = line.value('s'),
             .to = line.value('t'),
             .subject = line.value('S'),
-            .body = line.value('b')};
+            .body = line.value('b'),
+            .address = line.value('a'),
+            .netmask = line.value('m'),
+            .gateway = line.value('g'),
+            .dns = line.value('n')};
 }
 
 int help(const Line &line)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// plexord: boots the board.
+// plexord: boots the board, and does what has to be done every second.
 #include <cstdlib>
 #include <getopt.h>
 
@@ -7,6 +7,8 @@
 #include <plexor/relay.h>
 
 #include "nvram.h"
+#include "tools/plexord/daemon.h"
+#include "tools/plexord/pid_file.h"
 #include "tools/support/board.h"
 #include "tools/support/console.h"
 
@@ -16,22 +18,42 @@ namespace
 {
 
 constexpr char help[] =
-    "plexord " PLEXOR_VERSION " - boots the board of a networked power switch\n"
+    "plexord " PLEXOR_VERSION " - boots the board of a networked power switch and keeps its time\n"
     "\n"
     "usage: plexord [-v] --boot\n"
+    "       plexord [-v] [--no-boot] [--foreground]\n"
     "\n"
-    "  -b, --boot     identify the board, set the parameter IO_number, apply the start-up\n"
-    "                 states of its outlets, say what they are, and end\n"
-    "  -v, --verbose  show on standard error what the library prints\n"
-    "  -h, --help     this text\n"
-    "  -V, --version  the version\n"
+    "Booting is to identify the board, to set the parameter IO_number, to apply the start-up\n"
+    "states of its outlets and to say what they are. Without --boot, plexord then goes to the\n"
+    "background, and once a second ends power cycles, ends off delays, and carries out the\n"
+    "actions of a dry contact that has changed; those take seconds, and a further change is\n"
+    "seen when they are done. A contact that was never sampled has not changed: boards without\n"
+    "one have none to see. It returns when cycles can be asked for.\n"
+    "\n"
+    "  -b, --boot        boot, and end\n"
+    "  -n, --no-boot     the board is booted already\n"
+    "  -f, --foreground  stay in the foreground\n"
+    "  -v, --verbose     show on standard error what the library prints; in the background\n"
+    "                    until plexord is ready\n"
+    "  -h, --help        this text\n"
+    "  -V, --version     the version\n"
+    "\n"
+    "The daemon's number is in /var/run/plexord.pid, and a second daemon is refused; --boot boots\n"
+    "all the same. SIGTERM and SIGINT end it after the tick, and the actions, that are running. A\n"
+    "SIGRTMIN that is queued with 1 to 8 arms the off delay of that outlet, as plexorctl\n"
+    "off-delay does. When the record of cycles has been busy for 30 ticks, half a minute, the\n"
+    "daemon takes its writer for dead and gives up the running cycles.\n"
     "\n"
     "Exit status: 0 done, 1 failed (one line says why), 2 wrong usage.\n";
 
 struct Choice {
     bool boot = false;
+    bool no_boot = false;
+    bool foreground = false;
     bool verbose = false;
     const char *text = nullptr; // to be printed instead
+
+    bool is_sound() const { return !boot || (!no_boot && !foreground); }
 };
 
 // The boot process is the writer of IO_number, which every other process goes by.
@@ -71,41 +93,60 @@ int boot()
     return done;
 }
 
-// False after a line on standard error.
+// Boots only once it is known that no other plexord runs: booting moves relays.
+int serve(const Choice &choice)
+{
+    std::optional<PidFile> file = PidFile::take();
+    if (!file)
+        return failed;
+    const int status = choice.no_boot ? (booted_board() ? done : failed) : boot();
+    if (status != done)
+        return status;
+    return choice.foreground ? serve_in_foreground(*file) : serve_in_background(*file);
+}
+
+void take(Choice &choice, int letter)
+{
+    choice.boot |= letter == 'b';
+    choice.no_boot |= letter == 'n';
+    choice.foreground |= letter == 'f';
+    choice.verbose |= letter == 'v';
+    if (letter == 'h')
+        choice.text = help;
+    if (letter == 'V')
+        choice.text = "plexord " PLEXOR_VERSION "\n";
+}
+
 bool parse(int count, char **arguments, Choice &choice)
 {
     static const option options[] = {{"boot", no_argument, nullptr, 'b'},
+                                     {"no-boot", no_argument, nullptr, 'n'},
+                                     {"foreground", no_argument, nullptr, 'f'},
                                      {"verbose", no_argument, nullptr, 'v'},
                                      {"help", no_argument, nullptr, 'h'},
                                      {"version", no_argument, nullptr, 'V'},
                                      {nullptr, 0, nullptr, 0}};
     opterr = 0;
-    for (int letter = 0; (letter = getopt_long(count, arguments, "bvhV", options, nullptr)) != -1;) {
-        if (letter == 'b')
-            choice.boot = true;
-        else if (letter == 'v')
-            choice.verbose = true;
-        else if (letter == 'h')
-            choice.text = help;
-        else if (letter == 'V')
-            choice.text = "plexord " PLEXOR_VERSION "\n";
-        else
+    for (int letter = 0; (letter = getopt_long(count, arguments, "bnfvhV", options, nullptr)) != -1;) {
+        if (letter == '?')
             return false;
+        take(choice, letter);
     }
-    return optind == count && (choice.boot || choice.text != nullptr);
+    return optind == count && choice.is_sound();
 }
 
 int run(int count, char **arguments)
 {
     Choice choice;
     if (!parse(count, arguments, choice))
-        return wrong_input("usage: plexord [-v] --boot | --help | --version");
+        return wrong_input(
+            "usage: plexord [-v] --boot | [-v] [--no-boot] [--foreground] | --help | --version");
     if (choice.text != nullptr) {
         std::fputs(choice.text, results());
         return done;
     }
     hush_library(choice.verbose);
-    return boot();
+    return choice.boot ? boot() : serve(choice);
 }
 
 } // namespace

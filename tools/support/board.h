@@ -10,8 +10,6 @@
 namespace plexor::ctl
 {
 
-constexpr unsigned most_outlets = 8;
-
 struct Board {
     unsigned model;
     unsigned outlets;
@@ -22,13 +20,15 @@ struct Board {
     bool has_led_expanders() const { return fittings().leds == LedPath::expander; }
 };
 
-using States = std::array<int, most_outlets>; // 1 on, 0 off
+using States = std::array<int, max_outlets>; // 1 on, 0 off
 
 // Each gives nothing, or false, after telling why on standard error.
 std::optional<Board> known_board();
 std::optional<Board> booted_board(); // one whose IO_number is set, which most of the library goes by
 bool read_states(const Board &board, States &states);
 bool gpio_answers();
+bool relays_answer(const Board &board);
+int relays_missing(); // says so; failed
 
 const char *relay_kind(const Board &board);
 const char *on_or_off(int state);

@@ -6,7 +6,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <initializer_list>
 #include <unistd.h>
+
+#include "support/text.h"
 
 namespace plexor::ctl
 {
@@ -44,17 +47,21 @@ FILE *stream_of_its_own(int descriptor)
     return copy < 0 ? nullptr : fdopen(copy, "w");
 }
 
+FILE *errors()
+{
+    return error_stream != nullptr ? error_stream : stderr;
+}
+
 __attribute__((format(printf, 1, 0))) void print_line(const char *format, va_list arguments)
 {
     char text[512];
     std::vsnprintf(text, sizeof text, format, arguments);
     for (char *c = text; *c != '\0'; ++c) {
-        if (static_cast<unsigned char>(*c) < ' ' || *c == '\x7f')
+        if (is_control(*c))
             *c = '?'; // a line break in what somebody typed must not make two lines of one
     }
-    FILE *stream = error_stream != nullptr ? error_stream : stderr;
-    std::fprintf(stream, "%s: %s\n", program_name, text);
-    std::fflush(stream);
+    std::fprintf(errors(), "%s: %s\n", program_name, text);
+    std::fflush(errors());
 }
 
 } // namespace
@@ -85,6 +92,25 @@ void hush_library(bool verbose)
 FILE *results()
 {
     return result_stream != nullptr ? result_stream : stdout;
+}
+
+bool confirmed(const char *question)
+{
+    std::fprintf(errors(), "%s ", question);
+    std::fflush(errors());
+    char answer[16] = "";
+    return std::fgets(answer, sizeof answer, stdin) != nullptr && std::strcmp(answer, "yes\n") == 0;
+}
+
+void leave_console()
+{
+    std::fflush(results());
+    const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        dup2(nowhere, descriptor);
+    for (FILE *stream : {results(), errors()})
+        dup3(nowhere, fileno(stream), O_CLOEXEC);
+    close(nowhere);
 }
 
 int failure(const char *format, ...)

@@ -20,6 +20,12 @@ void hush_library(bool verbose);
 
 FILE *results();
 
+// Asks on standard error, and tells whether "yes" was typed. Only where standard input is a terminal.
+bool confirmed(const char *question);
+
+// From here on nobody hears anything: a daemon lets go of the terminal or pipe of whoever started it.
+void leave_console();
+
 // Print one line, "program: text", on standard error and return failed or bad_input.
 int failure(const char *format, ...) __attribute__((format(printf, 1, 2)));
 int wrong_input(const char *format, ...) __attribute__((format(printf, 1, 2)));
