@@ -51,16 +51,21 @@ class BoardCommands : public ::testing::Test
         }
     }
 
-    void write_io_controller(std::uint32_t reg, const std::vector<std::uint8_t> &bytes)
+    // 0 or an errno.
+    int write_i2c(std::uint32_t address, std::uint32_t reg, const std::vector<std::uint8_t> &bytes)
     {
         board::Request request;
         request.device = board::Device::i2c;
         request.number = 17;
-        request.address = 0x32;
+        request.address = address;
         request.reg = reg;
         request.length = static_cast<std::uint32_t>(bytes.size());
         request.data = bytes;
-        EXPECT_EQ(board_.handle(request).error, 0);
+        return board_.handle(request).error;
+    }
+    void write_io_controller(std::uint32_t reg, const std::vector<std::uint8_t> &bytes)
+    {
+        EXPECT_EQ(write_i2c(0x32, reg, bytes), 0);
     }
 
     static constexpr std::int64_t ten_years = 10LL * 365 * 24 * 3600 * 1'000'000'000;

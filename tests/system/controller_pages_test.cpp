@@ -14,14 +14,7 @@ class ControllerPages : public BoardCommands
   protected:
     int write_controller(std::uint32_t reg, const std::string &text)
     {
-        board::Request request;
-        request.device = board::Device::i2c;
-        request.number = 17;
-        request.address = 0xA0;
-        request.reg = reg;
-        request.length = static_cast<std::uint32_t>(text.size());
-        request.data.assign(text.begin(), text.end());
-        return board_.handle(request).error;
+        return write_i2c(0xA0, reg, {text.begin(), text.end()});
     }
     json copies() { return ask({{"command", "show"}}).at("board").at("copies"); }
 };

@@ -40,12 +40,12 @@ peer() { # [on APPLIANCE] DIRECTION ARGUMENT...
 
 # What RECEIVER hears on a port while SENDER sends a text to HOST.
 hears() { # RECEIVER SENDER HOST TEXT
-    local from=() to=() line
-    [[ $1 == wire ]] || from=(on "$1")
-    [[ $2 == wire ]] || to=(on "$2")
-    exec {ears}< <(peer "${from[@]}" receive 9258)
+    local receiver=() sender=() line
+    [[ $1 == wire ]] || receiver=(on "$1")
+    [[ $2 == wire ]] || sender=(on "$2")
+    exec {ears}< <(peer "${receiver[@]}" receive 9258)
     read -r line <&"$ears" && [[ $line == ready ]] || return
-    peer "${to[@]}" send "$3" 9258 "$4"
+    peer "${sender[@]}" send "$3" 9258 "$4"
     read -r line <&"$ears"
     exec {ears}<&-
     echo "$line"

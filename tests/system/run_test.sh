@@ -78,6 +78,8 @@ expect 2 "" "plexor-run: unknown option --frob;*" run --frob
 expect 2 "" "plexor-run: --model needs an argument;*" run --model
 expect 2 "" "plexor-board: no model 00C3; there are 00C341 * 000000" run --model 00C3 true
 expect 2 "" "plexor-run: --bare has no board:*" run --bare --latching true
+expect 2 "" "plexor-run: --bare has no board:*" run --bare --station 2 true
+expect 2 "" "plexor-run: --join goes with no other option" run --join "$scratch" --latching true
 expect 2 "" "plexor-run: a COMMAND is needed*" run </dev/null
 expect 1 "" "plexor-run: there is no folder /none;*" run --build /none true
 expect 1 "" "plexor-run: /usr has no bin/plexor-board;*" run --build /usr true
