@@ -77,7 +77,7 @@ PLEXOR_API int SetPower(unsigned index, int action, unsigned seconds, unsigned m
  * @param selector  above 0: readers are notified of the cycle; above 1: the result is the remaining time
  * @param mode      1 off first and on at the end, others on first
  * @return 1; with a selector of 2 or more the outlet's remaining seconds as they were before the call, and 0
- *         when the segment cannot be attached.
+ *         for another outlet or when the segment cannot be attached.
  *
  * When the record is busy the call takes a second, changes nothing and returns 1: the request is dropped.
  * Otherwise, with busy 1: the mode is stored; unless seconds is 0 the outlet is switched (SetPowerByIdx with

@@ -19,14 +19,14 @@
  * | admindex                         | name and password, up to 32 bytes each                            |
  * | scheduletindex                   | companions 0 to 4, 31 bytes each                                  |
  *
- * The parameter "reflash" is "9" while the store is as it was when the copy was last written or restored; a
- * reset of the store takes it away, which is how backupSchedule knows.
+ * The parameter "reflash" is "9" when the copy was written or restored since the store was last reset, which
+ * takes it away: so backupSchedule knows. It says nothing of whether the two agree.
  *
  * All transfers go through i2cmd (i2c.h), which ends the process without "/dev/i2cM0"; a transfer that fails
  * is passed over. A read within 250 ms of another of the same register is answered from the cache: a restore
- * right after the first page may still find register 4 as it was. There is no lock, and no order of writes
- * that a power loss cannot interrupt: a page may be new and its companion old, and a name or password have
- * its new length and the old text.
+ * right after the first page may still find register 4 as it was, and a page written right after setIOstatus
+ * may leave it 0. There is no lock, and no order of writes that a power loss cannot interrupt: a page may be
+ * new and its companion old, and a name or password have its new length and the old text.
  */
 #ifndef PLEXOR_SCHEDULE_H
 #define PLEXOR_SCHEDULE_H

@@ -150,7 +150,8 @@ what_the_cache_remembers_does_not_count() {
     board_param schedule0 ''
     prints 'Restored 1 schedule, and *' plexorctl schedule restore # it has
     prints "01$rest" plexorctl param get schedule0
-    prints '*' plexorctl factory-reset --yes
+    prints '*' plexorctl schedule write 0 $rest
+    prints '*' plexorctl factory-reset --yes # of a board with few outlets takes less than the cache remembers
     prints '*' plexorctl schedule write 0 $rest
     page $'\t' 4 1
 }

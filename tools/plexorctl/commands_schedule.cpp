@@ -159,6 +159,7 @@ void let_cache_expire()
 // What the board controller kept over a reset of the parameters would be overwritten.
 int check_copies()
 {
+    let_cache_expire();
     unsigned char mark = 0;
     if (!read_copied_mark(mark))
         return silent_controller();
