@@ -207,9 +207,7 @@ TEST_F(Binding, TheLibraryWorksWithItsOwnFunctionsWithoutDevices)
 TEST_F(Binding, TheLibraryDigestsInTheProgramsContext)
 {
     unsigned char digest[16];
-    void *const library = dlopen("libplexor.so.0", RTLD_LAZY | RTLD_NOLOAD);
-    EXPECT_NE(dlsym(library, "md5_context"), &md5_context);
-    dlclose(library);
+    EXPECT_NE(dlsym(RTLD_NEXT, "md5_context"), nullptr); // the library's own, which nobody uses
     md5_init();
     EXPECT_EQ(md5_context.state[0], 0x67452301U);
     md5_final(digest);
