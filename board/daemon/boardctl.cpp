@@ -32,6 +32,7 @@ constexpr const char *keys_to_set = R"(Keys and values; N and raw values are dec
   schedule.Nt          31 characters: the copy of its companion record
   login, password      up to 32 characters: the copies of the administrator's
   iocontroller.N       0 to 255: register 0 to 255 of the I/O controller; no output follows
+  eeprom.N             0 to 255: byte 0 to 65535 of the EEPROM
   scan                 bytes such as 40,4E: answers of the next bus scans
   current.N            0 to 255: raw reading of the current of outlet 1 to 8
   temperature          0 to 255: raw reading of the board's temperature
@@ -43,6 +44,7 @@ constexpr const char *keys_to_set = R"(Keys and values; N and raw values are dec
   power-loss-at-write  N of 0 to 1000000: the Nth I2C write from now on finds the power gone; 0 never
   clock                local date and time such as "2026-11-21 23:59:50": the appliance's calendar
   clock-rate           1 to 1000: how many times as fast as real time the appliance's clocks run
+  rtc                  date and time such as "2026-11-21 23:59:50", in UTC: the battery-backed clock
   param.KEY            any text: the parameter store
 
 The appliance's programs read these clocks and sleep by them, from the moment on and in the midst of a sleep.

@@ -170,6 +170,36 @@ void set_io_controller(Appliance &appliance, std::string_view index, std::string
     appliance.board.set_io_register(reg, byte_in("iocontroller.N", value));
 }
 
+std::string get_eeprom(const Appliance &appliance, std::string_view index)
+{
+    return std::to_string(appliance.board.eeprom(index_in("eeprom", index, 0, 65535)));
+}
+
+void set_eeprom(Appliance &appliance, std::string_view index, std::string_view value)
+{
+    const int address = index_in("eeprom", index, 0, 65535);
+    appliance.board.set_eeprom(address, byte_in("eeprom.N", value));
+}
+
+void require_rtc(const Appliance &appliance)
+{
+    if (!appliance.board.hardware().rtc)
+        throw Refusal("this model has no battery-backed clock");
+}
+
+std::string get_rtc(const Appliance &appliance, std::string_view)
+{
+    require_rtc(appliance);
+    return appliance.board.rtc();
+}
+
+void set_rtc(Appliance &appliance, std::string_view, std::string_view value)
+{
+    require_rtc(appliance);
+    if (!appliance.board.set_rtc(value))
+        throw Refusal("rtc takes a date and time such as \"2026-11-21 23:59:50\", of 2000 to 2199");
+}
+
 int digital_line(std::string_view name, std::string_view index)
 {
     return index_in(name, index, 1, digital_lines) - 1;
@@ -393,6 +423,7 @@ constexpr std::array properties{
     Property{"line", "N", get_line, set_line},
     Property{"controller", "N", get_controller, set_controller},
     Property{"iocontroller", "N", get_io_controller, set_io_controller},
+    Property{"eeprom", "N", get_eeprom, set_eeprom},
     Property{"di", "N", get_input, set_input},
     Property{"do", "N", get_output, nullptr},
     Property{"current", "N", get_current, set_current},
@@ -407,6 +438,7 @@ constexpr std::array properties{
     Property{"power-loss-at-write", "", get_power_cut, set_power_cut},
     Property{"clock", "", get_clock, set_clock},
     Property{"clock-rate", "", get_clock_rate, set_clock_rate},
+    Property{"rtc", "", get_rtc, set_rtc},
     Property{"param", "KEY", get_parameter, set_parameter},
     Property{"scan", "", nullptr, set_scan},
     Property{"contacts", "", get_contacts, nullptr},

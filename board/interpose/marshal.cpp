@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
@@ -17,11 +18,14 @@ namespace
 
 constexpr std::array<const char *, 3> paths{"/dev/gpio", "/dev/spiS0", "/dev/i2cM0"};
 constexpr std::size_t relay_record_size = 5;
+constexpr std::uint32_t i2c_read_byte = 3;
+constexpr std::uint32_t i2c_write_byte = 5;
 constexpr std::uint32_t i2c_read = 16;
 constexpr std::uint32_t i2c_write = 17;
 constexpr std::uint32_t i2c_scan = 18;
 
-// The I2C driver's transfer record, as the caller's compiler lays it out.
+// The I2C driver's transfer record, as the caller's compiler lays it out. Requests for a single byte have the
+// byte itself in place of the buffer's address.
 struct I2cTransfer {
     std::uint32_t address;
     std::uint32_t reg;
@@ -31,6 +35,7 @@ struct I2cTransfer {
 static_assert(offsetof(I2cTransfer, reg) == 4);
 static_assert(offsetof(I2cTransfer, buffer) == 8);
 static_assert(offsetof(I2cTransfer, length) == 8 + sizeof(void *));
+static_assert(std::endian::native == std::endian::little, "the byte is the first one of its word");
 
 std::uint8_t *memory(std::uintptr_t argument)
 {
@@ -49,6 +54,12 @@ bool is_bank_read(std::uint32_t number)
     return number == 2 || number == 82 || number == 98;
 }
 
+bool is_for_byte(const Request &request)
+{
+    return request.device == Device::i2c &&
+           (request.number == i2c_read_byte || request.number == i2c_write_byte);
+}
+
 // Requests whose argument is an address; all others carry an integer.
 bool takes_pointer(const Request &request)
 {
@@ -58,21 +69,31 @@ bool takes_pointer(const Request &request)
     case Device::relays:
         return request.number == 4 || request.number == 6;
     case Device::i2c:
-        return request.number >= i2c_read && request.number <= i2c_scan;
+        return is_for_byte(request) || (request.number >= i2c_read && request.number <= i2c_scan);
     }
     return false;
 }
 
+void marshal_byte(const I2cTransfer &transfer, Request &request)
+{
+    request.value = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(transfer.buffer));
+    if (request.number == i2c_write_byte)
+        request.data = {static_cast<std::uint8_t>(request.value)};
+}
+
 int marshal_transfer(const I2cTransfer &transfer, Request &request)
 {
-    if (transfer.buffer == nullptr && transfer.length > 0)
+    const bool has_buffer = !is_for_byte(request);
+    if (has_buffer && transfer.buffer == nullptr && transfer.length > 0)
         return EFAULT;
     if (transfer.length > max_transfer)
         return EINVAL;
     request.address = transfer.address;
     request.reg = transfer.reg;
     request.length = transfer.length;
-    if (request.number == i2c_write)
+    if (!has_buffer)
+        marshal_byte(transfer, request);
+    else if (request.number == i2c_write)
         request.data.assign(transfer.buffer, transfer.buffer + transfer.length);
     return 0;
 }
@@ -86,6 +107,8 @@ std::span<std::uint8_t> answer_area(const Request &request, std::uintptr_t argum
         return {memory(argument), 1};
     if (request.device == Device::i2c && request.number == i2c_read)
         return {transfer_at(argument).buffer, request.length};
+    if (is_for_byte(request) && request.number == i2c_read_byte)
+        return {memory(argument) + offsetof(I2cTransfer, buffer), 1};
     return {};
 }
 

@@ -7,6 +7,8 @@
 #include <utility>
 
 #include "board/model/board_controller.h"
+#include "board/model/ds1337.h"
+#include "board/model/eeprom.h"
 #include "board/model/faults.h"
 #include "board/model/gpio.h"
 #include "board/model/io_controller.h"
@@ -25,6 +27,7 @@ constexpr std::array relay_lines{22, 23, 24, 25, 26, 29, 27, 28};
 constexpr std::array input_lines{26, 27, 28, 29};
 constexpr std::uint32_t controller_address = 0xA0;
 constexpr std::uint32_t io_controller_address = 0x32;
+constexpr std::uint32_t rtc_address = 0xD0;
 constexpr std::array<std::uint32_t, 2> expander_addresses{0x34, 0x36};
 constexpr std::uint8_t no_led_lit = 0x0F;
 
@@ -59,6 +62,14 @@ std::uint8_t byte_of(const I2cDevice &device, int reg)
     return device.has(position, 1) ? device.read(position, 1).front() : std::uint8_t{0};
 }
 
+// Nothing for a register that does not exist.
+void set_byte(I2cDevice &device, int reg, std::uint8_t value)
+{
+    const auto position = static_cast<std::uint32_t>(reg);
+    if (device.has(position, 1))
+        device.write(position, {&value, 1}, 0);
+}
+
 bool is_output(int output)
 {
     return output >= 0 && static_cast<std::size_t>(output) < IoController::outputs;
@@ -85,6 +96,8 @@ struct Board::Parts {
     std::vector<TwoState> inputs;
     BoardController controller{};
     IoController io_controller{timeline};
+    Eeprom eeprom{};
+    Ds1337 rtc;
     Sensors sensors{timeline};
     std::vector<LedExpander> expanders{};
     I2cBus bus{timeline};
@@ -93,13 +106,16 @@ struct Board::Parts {
 };
 
 Board::Parts::Parts(const Hardware &model, bool strapped_latching, std::function<std::int64_t()> now)
-    : hardware(model), latching(strapped_latching), timeline(std::move(now)),
+    : hardware(model), latching(strapped_latching), timeline(now),
       contacts(make_contacts(hardware, timeline)), chain(hardware.relays, latching, contacts, timeline),
-      panel(hardware, timeline), inputs(make_inputs(timeline))
+      panel(hardware, timeline), inputs(make_inputs(timeline)), rtc(std::move(now))
 {
     gpio.set_input(strap_line, latching);
     bus.attach(controller_address, controller);
     bus.attach(io_controller_address, io_controller);
+    bus.attach_eeprom(eeprom);
+    if (hardware.rtc)
+        bus.attach(rtc_address, rtc);
     if (hardware.leds == LedPath::expanders) {
         const auto leds = panel.outlet_leds();
         expanders = {LedExpander(leds.first<LedExpander::leds>()),
@@ -249,9 +265,37 @@ std::uint8_t Board::controller(int reg) const
 
 void Board::set_controller(int reg, std::uint8_t value)
 {
-    const auto position = static_cast<std::uint32_t>(reg);
-    if (parts_->controller.has(position, 1))
-        parts_->controller.write(position, {&value, 1}, 0);
+    set_byte(parts_->controller, reg, value);
+}
+
+std::uint8_t Board::eeprom(int address) const
+{
+    return byte_of(parts_->eeprom, address);
+}
+
+void Board::set_eeprom(int address, std::uint8_t value)
+{
+    set_byte(parts_->eeprom, address, value);
+}
+
+std::string Board::rtc() const
+{
+    return parts_->rtc.text();
+}
+
+bool Board::set_rtc(std::string_view time)
+{
+    return parts_->rtc.set(time);
+}
+
+std::array<std::uint8_t, 7> Board::rtc_registers() const
+{
+    return parts_->rtc.registers();
+}
+
+void Board::set_rtc_registers(const std::array<std::uint8_t, 7> &bytes)
+{
+    parts_->rtc.write(0, bytes, 0);
 }
 
 std::uint32_t Board::gpio_levels(int group) const

@@ -5,6 +5,7 @@
 // panel and the tests from the outside world's side (everything else). No I/O, no threads, no global state.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -52,9 +53,17 @@ class Board
     std::uint8_t expander(int which) const;           // state bits 0..3 of 0x34 (0) or 0x36 (1); 1 = dark
     std::uint8_t controller(int reg) const;           // one byte of the board controller
     void set_controller(int reg, std::uint8_t value); // as found at power-up
-    std::uint32_t gpio_levels(int group) const;       // what a read of the bank gives
-    std::uint32_t gpio_outputs(int group) const;      // direction: bit set = output
-    void set_input(int line, bool high);              // the level that the outside gives to line 0..95
+    std::uint8_t eeprom(int address) const;           // one byte of it, 0 to 65535
+    void set_eeprom(int address, std::uint8_t value);
+    // The battery-backed clock, which only some models have: "2026-03-04 05:06:07", or "no time" when its
+    // registers hold none; set_rtc returns false for what is no time of 2000 to 2199.
+    std::string rtc() const;
+    bool set_rtc(std::string_view time);
+    std::array<std::uint8_t, 7> rtc_registers() const;
+    void set_rtc_registers(const std::array<std::uint8_t, 7> &bytes); // whatever they hold
+    std::uint32_t gpio_levels(int group) const;                       // what a read of the bank gives
+    std::uint32_t gpio_outputs(int group) const;                      // direction: bit set = output
+    void set_input(int line, bool high); // the level that the outside gives to line 0..95
     void
     set_scan_answers(std::vector<std::uint8_t> addresses); // bytes of the next bus scans; the last one stays
 

@@ -1,16 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// The board controller at 0xA0: a plain memory to its users, kept without power.
+// The board controller at 0xA0: a plain memory to its users.
 #pragma once
 
-#include "board/model/register_file.h"
+#include "board/model/memory_chip.h"
 
 namespace plexor::board
 {
 
-class BoardController : public RegisterFile<1024>
-{
-  public:
-    void write(std::uint32_t reg, std::span<const std::uint8_t> bytes, std::int32_t pid) override;
-};
+using BoardController = MemoryChip<1024>;
 
 } // namespace plexor::board

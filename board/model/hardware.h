@@ -23,6 +23,7 @@ struct Hardware {
     bool wifi_led;
     bool usb_led;
     bool digital_io; // terminals for DI 1 to 4 and DO 1 to 4
+    bool rtc;        // a battery-backed clock
 };
 
 // Every model code of the family in ascending model index (the first of two codes of index 1 is 0x00C341),

@@ -12,6 +12,8 @@ namespace plexor::board
 namespace
 {
 
+constexpr std::uint32_t request_read_byte = 3;
+constexpr std::uint32_t request_write_byte = 5;
 constexpr std::uint32_t request_read = 16;
 constexpr std::uint32_t request_write = 17;
 constexpr std::uint32_t request_scan = 18;
@@ -24,9 +26,21 @@ std::string hex(std::uint32_t value)
     return text;
 }
 
+bool is_for_eeprom(const Request &request)
+{
+    return request.number == request_read_byte || request.number == request_write_byte;
+}
+
 std::string name(const Request &request)
 {
-    return "0x" + hex(request.address);
+    return is_for_eeprom(request) ? "EEPROM" : "0x" + hex(request.address);
+}
+
+bool has_right_length(const Request &request)
+{
+    if (I2cBus::is_write(request) && request.data.size() != request.length)
+        return false;
+    return is_for_eeprom(request) ? request.length == 1 : request.length <= longest_transfer;
 }
 
 std::string described(const char *verb, std::uint32_t reg, std::span<const std::uint8_t> bytes)
@@ -46,12 +60,14 @@ void I2cBus::set_scan_answers(std::vector<std::uint8_t> addresses)
 
 bool I2cBus::is_write(const Request &request)
 {
-    return request.number == request_write;
+    return request.number == request_write || request.number == request_write_byte;
 }
 
 Reply I2cBus::handle(const Request &request)
 {
     switch (request.number) {
+    case request_read_byte:
+    case request_write_byte:
     case request_read:
     case request_write:
         return transfer(request);
@@ -62,22 +78,29 @@ Reply I2cBus::handle(const Request &request)
     }
 }
 
+I2cDevice *I2cBus::device_for(const Request &request) const
+{
+    if (is_for_eeprom(request))
+        return eeprom_;
+    const auto found = devices_.find(request.address);
+    return found == devices_.end() ? nullptr : found->second;
+}
+
 Reply I2cBus::transfer(const Request &request)
 {
-    const bool reading = request.number == request_read;
-    if (request.length > longest_transfer || (!reading && request.data.size() != request.length))
+    if (!has_right_length(request))
         return refuse(timeline_, request, name(request), "length " + std::to_string(request.length));
-    const auto device = devices_.find(request.address);
-    if (device == devices_.end()) {
+    I2cDevice *const device = device_for(request);
+    if (device == nullptr) {
         timeline_.add(request.pid, "i2c", name(request), "no answer");
         return {ENXIO, {}};
     }
-    if (!device->second->has(request.reg, request.length)) {
+    if (!device->has(request.reg, request.length)) {
         return refuse(timeline_, request, name(request),
                       "no register " + std::to_string(request.reg) + " of length " +
                           std::to_string(request.length));
     }
-    return reading ? read(request, *device->second) : write(request, *device->second);
+    return is_write(request) ? write(request, *device) : read(request, *device);
 }
 
 Reply I2cBus::read(const Request &request, const I2cDevice &device)

@@ -31,6 +31,7 @@ class I2cBus
 
     void attach(std::uint32_t address, I2cDevice &device) { devices_[address] = &device; }
     void detach(std::uint32_t address) { devices_.erase(address); }
+    void attach_eeprom(I2cDevice &eeprom) { eeprom_ = &eeprom; } // for the requests for single bytes
     void set_scan_answers(std::vector<std::uint8_t> addresses);
     void corrupt_reads(bool on) { corrupt_ = on; } // every bit comes back inverted
 
@@ -38,6 +39,7 @@ class I2cBus
     static bool is_write(const Request &request);
 
   private:
+    I2cDevice *device_for(const Request &request) const;
     Reply transfer(const Request &request);
     Reply read(const Request &request, const I2cDevice &device);
     Reply write(const Request &request, I2cDevice &device);
@@ -45,6 +47,7 @@ class I2cBus
 
     Timeline &timeline_;
     std::map<std::uint32_t, I2cDevice *> devices_{};
+    I2cDevice *eeprom_{};
     std::deque<std::uint8_t> scan_answers_{};
     bool corrupt_{false};
 };

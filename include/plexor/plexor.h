@@ -38,6 +38,7 @@
 #include <plexor/datagram.h>
 #include <plexor/dio.h>
 #include <plexor/dry_contact.h>
+#include <plexor/eeprom.h>
 #include <plexor/gpio.h>
 #include <plexor/i2c.h>
 #include <plexor/indicator.h>
@@ -49,6 +50,7 @@
 #include <plexor/params.h>
 #include <plexor/process.h>
 #include <plexor/relay.h>
+#include <plexor/rtc.h>
 #include <plexor/schedule.h>
 #include <plexor/sense.h>
 #include <plexor/switching.h>

@@ -14,6 +14,7 @@
 #include <iterator>
 
 #include "bus/i2c_cache.h"
+#include "bus/transfer_record.h"
 #include "nvram.h"
 #include "support/descriptor.h"
 #include "support/shared_memory.h"
@@ -31,18 +32,6 @@ constexpr unsigned io_controller = 0x32;
 constexpr unsigned read_request = 16;
 constexpr unsigned write_request = 17;
 constexpr unsigned scan_request = 18;
-
-// The driver's transfer record: four 32-bit words on the appliance.
-struct TransferRecord {
-    std::uint32_t device;
-    std::uint32_t reg;
-    unsigned char *buffer;
-    std::uint32_t length;
-};
-static_assert(offsetof(TransferRecord, device) == 0);
-static_assert(offsetof(TransferRecord, reg) == 4);
-static_assert(offsetof(TransferRecord, buffer) == 8);
-static_assert(offsetof(TransferRecord, length) == 8 + sizeof(void *));
 
 int thread_id()
 {
@@ -132,7 +121,7 @@ int transfer_now(unsigned request, unsigned device, unsigned reg, unsigned char 
     if (buffer == nullptr && length != 0)
         return 0;
     Descriptor bus(open_fd());
-    TransferRecord record{device, reg, buffer, length};
+    TransferRecord record{device, reg, reinterpret_cast<std::uintptr_t>(buffer), length};
     ioctl(bus.get(), request, &record);
     return bus.close();
 }

@@ -97,6 +97,13 @@ TEST(Hardware, OneModelHasTerminalsForDigitalInputsAndOutputs)
     }
 }
 
+TEST(Hardware, TwoModelsHaveNoClock)
+{
+    for (const board::Hardware &hardware : board::all_hardware()) {
+        EXPECT_EQ(hardware.rtc, hardware.index != 1 && hardware.index != 10) << hardware.name;
+    }
+}
+
 TEST(Hardware, AnythingElseIsTheUnknownBoard)
 {
     EXPECT_EQ(board::hardware_by_code(0x00C399).index, 0);

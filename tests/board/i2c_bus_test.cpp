@@ -28,9 +28,9 @@ TEST(I2cBus, LedExpandersAreOnTheModelsThatHaveThem)
 TEST(I2cBus, AnAddressWithoutADeviceDoesNotAnswer)
 {
     TestBoard board{2, latching};
-    EXPECT_EQ(board.read_i2c(0xD0, 0, 7).error, ENXIO);
+    EXPECT_EQ(board.read_i2c(0xD2, 0, 7).error, ENXIO);
     EXPECT_EQ(board.write_i2c(0xA1, 1, {0}).error, ENXIO);
-    EXPECT_EQ(board.news(), (Texts{"i2c 0xD0: no answer", "i2c 0xA1: no answer"}));
+    EXPECT_EQ(board.news(), (Texts{"i2c 0xD2: no answer", "i2c 0xA1: no answer"}));
 }
 
 TEST(I2cBus, EachTransferIsAnEventWithRegisterAndBytes)
@@ -47,10 +47,10 @@ TEST(I2cBus, ATransferOfMoreThan4096BytesIsRefused)
 {
     TestBoard board{2, latching};
     EXPECT_EQ(board.read_i2c(0xA0, 0, 4097).error, EINVAL);
-    EXPECT_EQ(board.write_i2c(0xD0, 0, Bytes(4097)).error, EINVAL);
-    EXPECT_EQ(board.read_i2c(0xD0, 0, 4096).error, ENXIO);
+    EXPECT_EQ(board.write_i2c(0xD2, 0, Bytes(4097)).error, EINVAL);
+    EXPECT_EQ(board.read_i2c(0xD2, 0, 4096).error, ENXIO);
     EXPECT_EQ(board.news(),
-              (Texts{"violation 0xA0: length 4097", "violation 0xD0: length 4097", "i2c 0xD0: no answer"}));
+              (Texts{"violation 0xA0: length 4097", "violation 0xD2: length 4097", "i2c 0xD2: no answer"}));
 }
 
 TEST(I2cBus, AWriteWhoseLengthIsNotThatOfItsBytesIsRefused)

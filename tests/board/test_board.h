@@ -75,6 +75,20 @@ class TestBoard : public board::Board
                        .data = bytes,
                        .pid = process});
     }
+    Reply read_byte(std::uint32_t address)
+    {
+        return handle({.device = Device::i2c, .number = 3, .reg = address, .length = 1, .pid = process});
+    }
+    Reply write_byte(std::uint32_t address, std::uint8_t byte)
+    {
+        return handle({.device = Device::i2c,
+                       .number = 5,
+                       .value = byte,
+                       .reg = address,
+                       .length = 1,
+                       .data = {byte},
+                       .pid = process});
+    }
     Reply scan() { return handle({.device = Device::i2c, .number = 18, .pid = process}); }
 
     // '1' for each outlet that is closed (lit), outlet 1 first.

@@ -60,7 +60,8 @@ class Appliance : public ::testing::Test
     // "open /dev/gpio", "ioctl /dev/gpio 18 0x00400000", "ioctl /dev/gpio 2" (reads), "close /dev/gpio",
     // "ioctl /dev/spiS0 4 05FB010208" (record bytes), "ioctl /dev/i2cM0 17 A0 1 [0F]" (write: address,
     // register in decimal, bytes), "ioctl /dev/i2cM0 16 A0 1 len 1" (read), "ioctl /dev/i2cM0 18",
-    // "nvram_kget_str KEY SIZE", "nvram_kget_int KEY FALLBACK", "nvram_bufget 0 KEY",
+    // "ioctl /dev/i2cM0 3 272 len 1" (one byte of the EEPROM: address in decimal), "ioctl /dev/i2cM0 5 272
+    // 0x000000C3 len 1" (the same with the data word), "nvram_kget_str KEY SIZE", "nvram_kget_int KEY FALLBACK", "nvram_bufget 0 KEY",
     // "nvram_bufset 0 KEY=VALUE", "nvram_commit 0", "flash_read_br0_mac", "clock_gettime monotonic", "time",
     // "nanosleep 0.150000000", "kill PID SIGNAL", "sigqueue PID SIGNAL VALUE", "system COMMAND",
     // "popen r COMMAND", "popen w COMMAND", "pclose", "openlog IDENT OPTIONS FACILITY", "syslog PRIORITY

@@ -22,6 +22,10 @@ std::string hex(const std::vector<std::uint8_t> &bytes)
 std::string i2c_arguments(const board::Request &request)
 {
     switch (request.number) {
+    case 3:
+        return print(" %u len %u", request.reg, request.length);
+    case 5:
+        return print(" %u 0x%08X len %u", request.reg, request.value, request.length);
     case 16:
         return print(" %02X %u len %u", request.address, request.reg, request.length);
     case 17:

@@ -38,6 +38,20 @@ class I2c : public Appliance
         return bytes;
     }
 
+    // The calls of i2cmd around a request that reaches the driver; the segment exists.
+    static Calls through_i2cmd(const std::string &request)
+    {
+        return {"shmget 0x4932434D 1480 03666",
+                "shmget 0x4932434D 1480 0666",
+                "shmat",
+                "clock_gettime monotonic",
+                "open /dev/i2cM0",
+                request,
+                "close /dev/i2cM0",
+                "nvram_kget_int DbgPic 0",
+                "shmdt"};
+    }
+
     Calls transfers() const { return calls("ioctl /dev/i2cM0"); }
     Bytes cache() const { return segment(cache_key); }
     void wait_ms(int milliseconds) { advance(milliseconds * std::int64_t{1'000'000}); }

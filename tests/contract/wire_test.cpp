@@ -258,6 +258,31 @@ TEST(Marshal, BringsTheAnswerOfAScanIntoTheFirstByte)
     EXPECT_EQ(record[1], 9);
 }
 
+TEST(Marshal, TakesTheDataWordOfAByteWrite)
+{
+    const Transfer transfer{0, 272, reinterpret_cast<std::uint8_t *>(0x1C3), 1};
+    Request request;
+    EXPECT_EQ(marshal(Device::i2c, 5, address_of(&transfer), request), 0);
+    EXPECT_EQ(request.reg, 272U);
+    EXPECT_EQ(request.length, 1U);
+    EXPECT_EQ(request.value, 0x1C3U);
+    EXPECT_EQ(request.data, Bytes{0xC3});
+    EXPECT_FALSE(too_wide(request, address_of(&transfer)));
+}
+
+TEST(Marshal, BringsAByteBackIntoTheDataWord)
+{
+    const Transfer transfer{7, 272, nullptr, 1};
+    Request request;
+    Reply reply;
+    reply.data = {0xC3, 0x11};
+    EXPECT_EQ(marshal(Device::i2c, 3, address_of(&transfer), request), 0);
+    EXPECT_TRUE(request.data.empty());
+    EXPECT_EQ(deliver(request, address_of(&transfer), reply), 0);
+    EXPECT_EQ(address_of(transfer.buffer), 0xC3U);
+    EXPECT_EQ(transfer.length, 1U);
+}
+
 TEST(Marshal, LeavesMemoryAloneWhenTheDeviceGivesNothing)
 {
     std::uint32_t word = 7;
@@ -284,6 +309,8 @@ TEST(Marshal, RefusesWhatADriverCannotReach)
     EXPECT_EQ(marshal(Device::i2c, 17, address_of(&nothing), request), 0);
     EXPECT_EQ(marshal(Device::i2c, 17, address_of(&endless), request), EINVAL);
     EXPECT_EQ(marshal(Device::i2c, 16, address_of(&endless), request), EINVAL);
+    EXPECT_EQ(marshal(Device::i2c, 5, address_of(&endless), request), EINVAL);
+    EXPECT_EQ(marshal(Device::i2c, 3, 0, request), EFAULT);
 }
 
 TEST(Marshal, PassesUnknownRequestsOnForTheBoardToRefuse)

@@ -160,13 +160,33 @@ TEST_F(BoardCommands, ParametersAreReadAndWrittenLive)
     EXPECT_EQ(set("param.", "x"), board::refusal_reply("the parameter store refused the value", false));
 }
 
+TEST_F(BoardCommands, BytesOfTheEepromAreSetAndLookedAt)
+{
+    EXPECT_EQ(get("eeprom.65535"), value("255"));
+    EXPECT_EQ(set("eeprom.65535", "0xC3"), done());
+    EXPECT_EQ(get("eeprom.65535"), value("195"));
+    EXPECT_EQ(board_.eeprom(65535), 0xC3);
+    EXPECT_EQ(get("eeprom.65536"), refused("eeprom.N needs N of 0 to 65535"));
+    EXPECT_EQ(set("eeprom.0", "256"), refused("eeprom.N takes 0 to 255, or 0x00 to 0xff"));
+}
+
+TEST_F(BoardCommands, TheBatteryBackedClockIsSetAndLookedAt)
+{
+    EXPECT_EQ(set("rtc", "2026-03-04 05:06:07"), done());
+    EXPECT_EQ(get("rtc"), value("2026-03-04 05:06:07"));
+    EXPECT_EQ(set("rtc", "tomorrow"),
+              refused("rtc takes a date and time such as \"2026-11-21 23:59:50\", of 2000 to 2199"));
+    EXPECT_EQ(get("rtc"), value("2026-03-04 05:06:07"));
+}
+
 TEST_F(BoardCommands, WrongKeysAreAnsweredWithTheRightOnes)
 {
     const std::string to_get =
-        "line.N, controller.N, iocontroller.N, di.N, do.N, current.N, temperature, "
+        "line.N, controller.N, iocontroller.N, eeprom.N, di.N, do.N, current.N, temperature, "
         "voltage, drycontact, meter, "
         "ambient.WHAT, schedule.N, login, password, "
-        "power-loss-at-write, clock, clock-rate, param.KEY, contacts, leds, offmask, power, beeper, model";
+        "power-loss-at-write, clock, clock-rate, rtc, param.KEY, contacts, leds, offmask, power, beeper, "
+        "model";
     EXPECT_EQ(get("nothing"), refused("no key \"nothing\" to get; there are " + to_get));
     EXPECT_EQ(get("line"), refused("no key \"line\" to get; there are " + to_get));
     EXPECT_EQ(get("power.1"), refused("no key \"power.1\" to get; there are " + to_get));
@@ -174,9 +194,9 @@ TEST_F(BoardCommands, WrongKeysAreAnsweredWithTheRightOnes)
     EXPECT_EQ(
         set("contacts", "on"),
         refused(
-            "no key \"contacts\" to set; there are line.N, controller.N, iocontroller.N, di.N, "
+            "no key \"contacts\" to set; there are line.N, controller.N, iocontroller.N, eeprom.N, di.N, "
             "current.N, temperature, voltage, drycontact, meter, ambient.WHAT, schedule.N, login, password, "
-            "power-loss-at-write, clock, clock-rate, param.KEY, scan"));
+            "power-loss-at-write, clock, clock-rate, rtc, param.KEY, scan"));
 }
 
 TEST_F(BoardCommands, EveryFaultCanBeSwitchedAndIsListed)
@@ -384,6 +404,18 @@ TEST_F(BoardCommands, ShowGivesRawReadingsAndTheCorrectionsInForce)
     const json shown = ask({{"command", "show"}}).at("board");
     EXPECT_EQ(shown.at("sensors"), json::parse(R"({"current":[87,0,0,0,0,0,0,0],"ambient":[45,5,0,0]})"));
     EXPECT_EQ(shown.at("corrections"), json::parse(R"({"temp":"0.5"})"));
+}
+
+class BoardWithoutClock : public BoardCommands
+{
+  protected:
+    BoardWithoutClock() : BoardCommands(0x00C347) {}
+};
+
+TEST_F(BoardWithoutClock, HasNoneToSetOrToLookAt)
+{
+    EXPECT_EQ(get("rtc"), refused("this model has no battery-backed clock"));
+    EXPECT_EQ(set("rtc", "2026-03-04 05:06:07"), refused("this model has no battery-backed clock"));
 }
 
 class IoBoard : public BoardCommands
