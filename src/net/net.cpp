@@ -428,12 +428,14 @@ unsigned net_get_dns(void)
 int net_start_dhcpcd(const char *name)
 {
     // vfork: callers are large and the memory is small. The child does little but become the program.
+    // NOLINTBEGIN(clang-analyzer-*)
     const pid_t child = vfork();
     if (child == 0) {
         execlp(dhcp_client, dhcp_client, name, static_cast<char *>(nullptr));
         perror("exec dhcpcd failed");
         _exit(0);
     }
+    // NOLINTEND(clang-analyzer-*)
     return child < 0 ? complain("fork dhcpcd failed") : child;
 }
 

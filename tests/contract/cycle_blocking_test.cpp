@@ -102,7 +102,7 @@ TEST_F(BlockingCycle, OfWhatIsNoOutletFailsAndWaitsAllTheSame)
         EXPECT_EQ(SetPowerCycle(outlet, 1, "web"), 0);
         EXPECT_EQ(calls(), wait_a_second);
         const std::string complaint = "relayidx:" + index + " error\n";
-        EXPECT_EQ(debug_print(), announcement(outlet, 1, "web") + complaint + complaint);
+        EXPECT_EQ(debug_print(), announcement(outlet, 1, "web").append(complaint).append(complaint));
     }
 }
 

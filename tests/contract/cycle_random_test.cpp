@@ -235,7 +235,8 @@ class RandomCycles : public CycleStory, public ::testing::WithParamInterface<uns
     std::uint32_t below(std::size_t limit) { return static_cast<std::uint32_t>(random_() % limit); }
     int pick(int least, int most)
     {
-        return least + static_cast<int>(below(static_cast<std::size_t>(most - least + 1)));
+        const auto choices = static_cast<std::size_t>(most) - static_cast<std::size_t>(least) + 1;
+        return least + static_cast<int>(below(choices));
     }
     bool one_in(int chances) { return pick(1, chances) == 1; }
     int integer()

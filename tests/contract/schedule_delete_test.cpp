@@ -208,7 +208,7 @@ TEST_F(DeletingASchedule, FillsAShortRecordWithBlanksFromTheLeft)
              {"07x", "06", "x"},
              {"07xy z", "06", "xy"},
              {"07" + rest_of_schedule.substr(0, 32), "06", rest_of_schedule.substr(0, 32)}})
-        EXPECT_EQ(moved(before), number + std::string(33 - rest.size(), ' ') + rest) << before;
+        EXPECT_EQ(moved(before), number + std::string(33 - rest.size(), ' ').append(rest)) << before;
 }
 
 TEST_F(DeletingASchedule, CutsALongRecord)

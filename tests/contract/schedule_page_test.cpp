@@ -81,13 +81,13 @@ TEST_F(WritingAPage, OfTheAdministratorWritesTheLengthThenTheText)
 
 TEST_F(WritingAPage, OfTheAdministratorTellsOfTheTextBeforeItCutsItAndCutsItBeforeItIsWritten)
 {
-    std::string text = "administrator";
+    char text[] = "administrator";
     std::string cut_at_length;
     std::string cut_at_text;
     at_call("ioctl /dev/i2cM0 16", [&] { EXPECT_EQ(debug_print(), ""); });
-    at_call("ioctl /dev/i2cM0 17 A0 256", [&] { cut_at_length = text.c_str(); });
-    at_call("ioctl /dev/i2cM0 17 A0 544", [&] { cut_at_text = text.c_str(); });
-    EXPECT_EQ(writepage(0, "sysAdm", text.data(), 5), 0);
+    at_call("ioctl /dev/i2cM0 17 A0 256", [&] { cut_at_length = text; });
+    at_call("ioctl /dev/i2cM0 17 A0 544", [&] { cut_at_text = text; });
+    EXPECT_EQ(writepage(0, "sysAdm", text, 5), 0);
     EXPECT_EQ(debug_print(), "writepage() sysAdm administrator len:5 \n");
     EXPECT_EQ(cut_at_length, "administrator");
     EXPECT_EQ(cut_at_text, "admin");

@@ -42,7 +42,7 @@ class FactoryReset : public ScheduleStory
         use_model(model, latching);
         let_i2c_cache_expire();
         ContorlSpiAllPower(0, nullptr);
-        const Calls switching = calls();
+        Calls switching = calls();
         use_model(model, latching);
         let_i2c_cache_expire();
         return switching;
