@@ -18,7 +18,6 @@
 
 #include <csignal>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -178,8 +177,8 @@ void walk_gateways(const Descriptor &routes, const char *name, Use use)
     }
 }
 
-// The routes are read before any is deleted: the kernel counts where a reader stands, and one that goes on
-// after a deletion misses routes. Beyond so many gateways that is what happens.
+// The routes are read before any is deleted: a kernel that counts where a reader stands may have it miss some
+// when it goes on after a deletion. Beyond so many gateways it is left to the kernel.
 void delete_gateways(const Descriptor &routes, const char *name)
 {
     constexpr std::size_t most = 256;
